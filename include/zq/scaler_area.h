@@ -1,0 +1,77 @@
+// Area scaling stages: one axis at a time, and both axes in one pass.
+#pragma once
+
+#include "zq/row_pipeline.h"
+#include "zq/scaler.h"
+
+namespace zq {
+
+/// Changes the width by area weighting: each output sample is the mean of the
+/// source samples its extent covers, with weights of `precision` - 1 fraction
+/// bits, truncated. Enlarging gives two-tap blends.
+class ZQ_CV_API ScalerAreaX : public IRowProducer {
+public:
+    ScalerAreaX();
+    ~ScalerAreaX() override;
+    ScalerAreaX(const ScalerAreaX&) = delete;
+    ScalerAreaX& operator=(const ScalerAreaX&) = delete;
+
+    void reuse(const Frame& src_frame, int dst_width, ScalerPrecision precision);
+    void reuse(IRowProducer& src_producer, int dst_width, ScalerPrecision precision);
+    bool initialized() const;
+
+    FrameLayout& layout() override;
+    void produce(RowData& row_data) override;
+    bool next() override;
+
+private:
+    struct State;
+    State* _p_state;
+};
+
+/// Changes the height by area weighting, as ScalerAreaX does the width.
+class ZQ_CV_API ScalerAreaY : public IRowProducer {
+public:
+    ScalerAreaY();
+    ~ScalerAreaY() override;
+    ScalerAreaY(const ScalerAreaY&) = delete;
+    ScalerAreaY& operator=(const ScalerAreaY&) = delete;
+
+    void reuse(const Frame& src_frame, int dst_height, ScalerPrecision precision);
+    void reuse(IRowProducer& src_producer, int dst_height, ScalerPrecision precision);
+    bool initialized() const;
+
+    FrameLayout& layout() override;
+    void produce(RowData& row_data) override;
+    bool next() override;
+
+private:
+    struct State;
+    State* _p_state;
+};
+
+/// Reduces a frame on both axes in one pass: each output sample is the box
+/// average of the source rectangle it covers, in 16.16 coordinates with one
+/// 64-bit division per sample. Down-scaling only.
+class ZQ_CV_API scaleAreaXY : public IRowProducer {
+public:
+    scaleAreaXY();
+    ~scaleAreaXY() override;
+    scaleAreaXY(const scaleAreaXY&) = delete;
+    scaleAreaXY& operator=(const scaleAreaXY&) = delete;
+
+    /// `precision` is checked and otherwise has no effect. Throws
+    /// ZQ_STATUS_UNSUPPORTED_FORMAT when an axis would be enlarged.
+    void reuse(const Frame& src_frame, Size dst_size, ScalerPrecision precision);
+    bool initialized() const;
+
+    FrameLayout& layout() override;
+    void produce(RowData& row_data) override;
+    bool next() override;
+
+private:
+    struct State;
+    State* _p_state;
+};
+
+}  // namespace zq

@@ -1,0 +1,43 @@
+// Small arithmetic helpers shared by the kernels: bit casts, float-to-integer conversions with a
+// defined result for every input, rounding shifts and byte clamping.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+
+namespace Simd {
+
+inline uint32_t floatBits(float value) { return std::bit_cast<uint32_t>(value); }
+inline float bitsFloat(uint32_t bits) { return std::bit_cast<float>(bits); }
+
+// Truncation toward zero to signed 32 bits, saturating the way the ARM VFP conversion does: NaN
+// gives 0, magnitudes beyond the range give the nearest limit. A plain cast is undefined there,
+// and x86 would return 0x80000000 instead; this keeps both targets on the same bytes.
+inline int32_t truncToInt32(float value) {
+    if (value != value) return 0;
+    if (value >= 2147483648.0f) return INT32_MAX;  // 2^31
+    if (value < -2147483648.0f) return INT32_MIN;
+    return static_cast<int32_t>(value);
+}
+
+// Truncation toward zero to unsigned 32 bits with the same saturation: NaN and anything at or
+// below -1 give 0, anything from 2^32 on gives 0xFFFFFFFF.
+inline uint32_t truncToUint32(float value) {
+    if (!(value > -1.0f)) return 0;  // also NaN
+    if (value >= 4294967296.0f) return UINT32_MAX;  // 2^32
+    return static_cast<uint32_t>(value);
+}
+
+// Fixed point with N fraction bits to integer, rounded half up: (x + 2^(N-1)) >> N. The shift is
+// arithmetic for negative x, so halves round toward plus infinity there too.
+template <int N>
+constexpr int32_t shiftRound(int32_t x) {
+    static_assert(N > 0 && N < 31);
+    return (x + (int32_t{1} << (N - 1))) >> N;
+}
+
+inline uint8_t clampByte(int32_t x) {
+    return static_cast<uint8_t>(x < 0 ? 0 : (x > 255 ? 255 : x));
+}
+
+}  // namespace Simd

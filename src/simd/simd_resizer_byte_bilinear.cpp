@@ -1,0 +1,140 @@
+// Bilinear resizing of interleaved 8-bit data in fixed point. Horizontal values carry 4 fraction
+// bits and are not rounded; the vertical blend adds 4 more, and the result is rounded once:
+// (value + 128) >> 8. All arithmetic is signed 32-bit and cannot overflow: a filtered row holds at
+// most 255 * 16 = 4080, a blended value at most 4080 * 16 + 128 = 65408.
+#include <cmath>
+#include <utility>
+
+#include "simd_math.h"
+#include "simd_resizer.h"
+
+namespace Simd::Base {
+
+namespace {
+
+constexpr int kAxisBits = 4;                          // fraction bits on each axis
+constexpr int32_t kWhole = 1 << kAxisBits;            // 16: the full weight
+constexpr int kTotalBits = 2 * kAxisBits;             // 8 fraction bits after both axes
+static_assert(255 * kWhole * kWhole + (1 << (kTotalBits - 1)) < (1 << 30));
+
+struct IndexWeight {
+    int32_t index;   // left or upper neighbour; the other one is index + 1
+    int32_t weight;  // of the other neighbour, 0..16
+};
+
+// Centres of pixels aligned: pos = scale * (i + 0.5) - 0.5 with a single rounding. The lower clamp
+// repeats the first pixel; the upper clamp keeps both neighbours inside the source and hands the
+// whole weight to the right one. For src = 1 this gives index -1, weight 16.
+IndexWeight mapCentre(float scale, int32_t src, size_t i) {
+    const float pos = std::fmaf(scale, static_cast<float>(i) + 0.5f, -0.5f);
+    IndexWeight iw{truncToInt32(std::floor(pos)), 0};
+    float frac = 0.0f;
+    if (iw.index < 0)
+        iw.index = 0;
+    else
+        frac = pos - static_cast<float>(iw.index);
+    if (iw.index >= src - 1) {
+        iw.index = src - 2;
+        iw.weight = kWhole;
+    } else {
+        // frac * 16 rounded half up, in one fused step.
+        iw.weight = truncToInt32(std::fmaf(frac, static_cast<float>(kWhole), 0.5f));
+    }
+    return iw;
+}
+
+// a * 16 + w * (b - a), with b the same channel of the next pixel. Offsets may be negative (a
+// one-pixel-wide source reads the pixel before the row, whose share is then 0).
+void filterRow(const uint8_t* src, const int32_t* index, const int32_t* weight, size_t size,
+               ptrdiff_t channels, int32_t* dst) {
+    for (size_t j = 0; j < size; ++j) {
+        const uint8_t* p = src + index[j];
+        const int32_t a = p[0];
+        const int32_t b = p[channels];
+        dst[j] = a * kWhole + weight[j] * (b - a);
+    }
+}
+
+// One row with the full vertical weight: (row * 16 + 128) >> 8.
+void storeRow(const int32_t* row, size_t size, uint8_t* dst) {
+    for (size_t j = 0; j < size; ++j)
+        dst[j] = static_cast<uint8_t>(shiftRound<kTotalBits>(row[j] * kWhole));
+}
+
+// (row0 * 16 + fy * (row1 - row0) + 128) >> 8, with 0 < fy < 16.
+void blendRows(const int32_t* row0, const int32_t* row1, int32_t fy, size_t size, uint8_t* dst) {
+    for (size_t j = 0; j < size; ++j)
+        dst[j] = static_cast<uint8_t>(
+            shiftRound<kTotalBits>(row0[j] * kWhole + fy * (row1[j] - row0[j])));
+}
+
+}  // namespace
+
+ResizerByteBilinear::ResizerByteBilinear(const ResizerParam& param) : Resizer(param) {
+    const size_t dst = _param.dst_height;
+    if (dst == 0) return;
+    _y_weight.resize(dst);
+    _y_index.resize(dst);
+    const float scale = static_cast<float>(_param.src_height) / static_cast<float>(dst);
+    const int32_t src = static_cast<int32_t>(_param.src_height);
+    for (size_t i = 0; i < dst; ++i) {
+        const IndexWeight iw = mapCentre(scale, src, i);
+        _y_index[i] = iw.index;
+        _y_weight[i] = iw.weight;
+    }
+}
+
+void ResizerByteBilinear::run(const uint8_t* src, size_t src_stride, uint8_t* dst,
+                              size_t dst_stride) {
+    const size_t channels = _param.channels;
+    const size_t row_size = static_cast<size_t>(_param.dst_width) * channels;
+    if (_x_weight.data == nullptr) {
+        _x_weight.resize(row_size);
+        _x_index.resize(row_size);
+        const float scale =
+            static_cast<float>(_param.src_width) / static_cast<float>(_param.dst_width);
+        const int32_t src_width = static_cast<int32_t>(_param.src_width);
+        const int32_t ch = static_cast<int32_t>(channels);
+        for (size_t i = 0; i < _param.dst_width; ++i) {
+            const IndexWeight iw = mapCentre(scale, src_width, i);
+            for (int32_t c = 0; c < ch; ++c) {
+                _x_index[i * channels + c] = iw.index * ch + c;
+                _x_weight[i * channels + c] = iw.weight;
+            }
+        }
+        _row_buffer[0].resize(row_size);
+        _row_buffer[1].resize(row_size);
+    }
+
+    int32_t* row0 = _row_buffer[0].data;
+    int32_t* row1 = _row_buffer[1].data;
+    int32_t prev = -2;
+    for (size_t dy = 0; dy < _param.dst_height; ++dy, dst += dst_stride) {
+        const int32_t sy = _y_index[dy];
+        const int32_t fy = _y_weight[dy];
+        if (sy != prev) {
+            // A step of one keeps the former lower row as the upper one and filters one row;
+            // a larger step filters both; a repeated sy filters none.
+            int k = 0;
+            if (sy == prev + 1) {
+                std::swap(row0, row1);
+                k = 1;
+            }
+            for (; k < 2; ++k)
+                filterRow(src + static_cast<size_t>(sy + k) * src_stride, _x_index.data,
+                          _x_weight.data, row_size, static_cast<ptrdiff_t>(channels),
+                          k == 0 ? row0 : row1);
+        }
+        prev = sy;
+        // The full-weight cases read one buffer only: the other may be stale or, in the first
+        // rows of a one-row source, never written.
+        if (fy == 0)
+            storeRow(row0, row_size, dst);
+        else if (fy == kWhole)
+            storeRow(row1, row_size, dst);
+        else
+            blendRows(row0, row1, fy, row_size, dst);
+    }
+}
+
+}  // namespace Simd::Base

@@ -60,7 +60,7 @@ inline void fillPlanes(zq::Frame& frame, uint8_t value) {
 
 /// Pointer to byte `x` of row `y` of plane `p`.
 inline unsigned char* at(const zq::Frame& frame, int p, int y, int x = 0) {
-    return frame.data(p) + ptrdiff_t(y) * frame.layout().planes[p].stride + x;
+    return frame.data(p) + ptrdiff_t(y) * frame.layout().planes[p & 3].stride + x;
 }
 
 /// Compares the row bytes of every plane; reports the first difference.

@@ -183,8 +183,9 @@ public:
     /// `context`; `alignment` 0 selects 64-byte rows. Storage is kept when this
     /// frame alone holds a buffer large enough in the same context; otherwise a
     /// new buffer is allocated (pixels of frames sharing the old one stay).
-    /// Throws ZQ_STATUS_INVALID_PARAMETER for an unknown format or an empty
-    /// size, and the buffer's failure when the allocation fails.
+    /// A format without planes (0, the reserved numbers) or an empty size
+    /// leaves the frame uninitialized. Throws ZQ_STATUS_OUT_OF_MEMORY when the
+    /// allocation fails.
     void reuse(FrameFormat format, Size size, DeviceContext context = DeviceContext(),
                unsigned alignment = 0);
     /// Back to uninitialized, sharing nothing.

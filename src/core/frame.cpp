@@ -202,10 +202,12 @@ Frame::~Frame() = default;
 
 void Frame::reuse(FrameFormat format, Size size, DeviceContext context, unsigned alignment) {
     FrameLayout layout(format, size, alignment == 0 ? 64 : alignment);
-    if (layout.plane_count == 0)
-        ZQ_THROW(ZQ_STATUS_INVALID_PARAMETER,
-                 "Failure in Frame::reuse(...) : format %u at size %ux%u is not valid.",
-                 unsigned(format), unsigned(size.width), unsigned(size.height));
+    if (layout.plane_count == 0) {
+        // No format or no pixels: the frame ends up uninitialized, which the
+        // row cursors then report where the frame is used.
+        clear();
+        return;
+    }
     const int last = layout.plane_count - 1;
     const uint64_t total = uint64_t(layout.plane_offsets[last]) + uint64_t(layout.planes[last].plane_bytes);
     if (total > 0xFFFFFFFFull)

@@ -69,15 +69,15 @@ TEST(Exception, LongTextIsCutWithoutOverrun) {
 TEST(Exception, FailureInsideTheLibraryIsCaughtByType) {
     zq::Frame frame;
     try {
-        frame.reuse(zq::ZQ_FRAME_NONE, zq::Size(4, 4));
+        zq::getRegion(frame, zq::Rect(0, 0, 2, 2));
         FAIL();
     } catch (zq::Exception& e) {
-        EXPECT_EQ(e.status(), zq::ZQ_STATUS_INVALID_PARAMETER);
-        EXPECT_STREQ(e.function(), "reuse");
+        EXPECT_EQ(e.status(), zq::ZQ_STATUS_UNINITIALIZED_INPUT);
+        EXPECT_STREQ(e.function(), "getRegion");
         EXPECT_STREQ(e.file(), "src/core/frame");
     }
     // Caught as the standard base too.
-    EXPECT_THROW(frame.reuse(zq::ZQ_FRAME_RESERVED_22, zq::Size(4, 4)), std::exception);
+    EXPECT_THROW(zq::getRegion(frame, zq::Rect(0, 0, 2, 2)), std::exception);
 }
 
 }  // namespace

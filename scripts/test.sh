@@ -1,0 +1,75 @@
+#!/usr/bin/env bash
+# The one test command: builds and runs every test in three configurations,
+#   native  - optimised x86-64 (also installs and consumes the package)
+#   asan    - AddressSanitizer and UndefinedBehaviorSanitizer
+#   arm     - 32-bit ARM, NEON + VFPv4, run under qemu-arm
+# On a fresh Debian machine (as root) it first installs what is missing.
+# Exits non-zero when any configuration fails.
+set -uo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+out=${ZQ_TEST_BUILD_DIR:-$root/build-test}
+jobs=$(nproc 2>/dev/null || echo 2)
+
+packages=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev libpng-dev
+          g++-arm-linux-gnueabihf qemu-user)
+missing=()
+for pkg in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed' || missing+=("$pkg")
+done
+if ((${#missing[@]})); then
+    echo "== installing: ${missing[*]}"
+    if [ "$(id -u)" -ne 0 ]; then
+        echo "not root: install these packages first" >&2
+        exit 1
+    fi
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get update -qq && apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null ||
+        { echo "package installation failed" >&2; exit 1; }
+fi
+
+sanitize="-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer"
+declare -A summary
+failed=0
+
+run() {
+    local name=$1
+    shift
+    local dir=$out/$name
+    echo "== [$name] configure and build"
+    if ! cmake -S "$root" -B "$dir" -G Ninja "$@" >"$dir.configure.log" 2>&1; then
+        cat "$dir.configure.log"
+        summary[$name]="configure failed"
+        failed=1
+        return
+    fi
+    if ! cmake --build "$dir" -j "$jobs" >"$dir.build.log" 2>&1; then
+        tail -n 60 "$dir.build.log"
+        summary[$name]="build failed"
+        failed=1
+        return
+    fi
+    echo "== [$name] test"
+    local log=$dir.ctest.log
+    (cd "$dir" && ctest -j "$jobs" --output-on-failure --timeout 600) >"$log" 2>&1
+    local rc=$?
+    grep -E -A30 '(\*\*\*Failed|\*\*\*Exception|Timeout|Errors while running)' "$log" | head -n 200
+    summary[$name]=$(grep -E 'tests passed|tests failed' "$log" | tail -n 1)
+    [ -n "${summary[$name]}" ] || summary[$name]="ctest rc $rc"
+    if [ $rc -ne 0 ]; then failed=1; fi
+}
+
+mkdir -p "$out"
+run native -DCMAKE_BUILD_TYPE=Release
+run asan -DCMAKE_BUILD_TYPE=Debug -DZQ_BUILD_BENCH=OFF -DZQ_BUILD_EXAMPLES=OFF \
+    -DZQ_INSTALL_TEST=OFF -DCMAKE_CXX_FLAGS="-O1 $sanitize" \
+    -DCMAKE_EXE_LINKER_FLAGS="$sanitize" -DCMAKE_SHARED_LINKER_FLAGS="$sanitize"
+run arm -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchain-armv7-neon.cmake" \
+    -DZQ_BUILD_BENCH=OFF -DZQ_BUILD_EXAMPLES=OFF
+
+echo
+echo "== summary"
+for name in native asan arm; do
+    printf '%-7s %s\n' "$name" "${summary[$name]:-not run}"
+done
+exit $failed

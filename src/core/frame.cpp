@@ -145,6 +145,10 @@ void Buffer::resize(unsigned bytes, bool flag) {
     void* block = nullptr;
     if (total > SIZE_MAX || posix_memalign(&block, kAlignment, size_t(total)) != 0) block = nullptr;
     if (!block) ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY, "Failed to allocate %u bytes.", bytes);
+    // New storage starts as zeros, guards included: kernels that read a sample
+    // past a row's end or before its start then see the same bytes on every
+    // machine, not whatever the allocator left there.
+    std::memset(block, 0, size_t(total));
     _block = block;
     _data = static_cast<unsigned char*>(block) + kGuardBytes;
     _size = bytes;

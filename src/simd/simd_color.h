@@ -16,8 +16,8 @@ void bgrToGray(const uint8_t* bgr, size_t width, size_t height, size_t bgr_strid
                size_t gray_stride);
 void grayToBgr(const uint8_t* gray, size_t width, size_t height, size_t gray_stride, uint8_t* bgr,
                size_t bgr_stride);
-void swapChannels3(const uint8_t* src, size_t width, size_t height, size_t src_stride,
-                   uint8_t* dst, size_t dst_stride);
+void swapChannels3(const uint8_t* src, size_t width, size_t height, size_t src_stride, uint8_t* dst,
+                   size_t dst_stride);
 void splitChannels3(const uint8_t* src, size_t src_stride, size_t width, size_t height,
                     uint8_t* dst0, size_t dst0_stride, uint8_t* dst1, size_t dst1_stride,
                     uint8_t* dst2, size_t dst2_stride);
@@ -33,8 +33,8 @@ void i420ToBgr(const uint8_t* y, size_t y_stride, const uint8_t* u, size_t u_str
                const uint8_t* v, size_t v_stride, size_t width, size_t height, uint8_t* bgr,
                size_t bgr_stride);
 void yuv444PlanarToBgr(const uint8_t* y, size_t y_stride, const uint8_t* u, size_t u_stride,
-                       const uint8_t* v, size_t v_stride, size_t width, size_t height,
-                       uint8_t* bgr, size_t bgr_stride);
+                       const uint8_t* v, size_t v_stride, size_t width, size_t height, uint8_t* bgr,
+                       size_t bgr_stride);
 // width and height count chroma samples (pairs).
 void splitUv(const uint8_t* uv, size_t uv_stride, size_t width, size_t height, uint8_t* u,
              size_t u_stride, uint8_t* v, size_t v_stride);
@@ -55,8 +55,8 @@ void bgrToGray(const uint8_t* bgr, size_t width, size_t height, size_t bgr_strid
 void grayToBgr(const uint8_t* gray, size_t width, size_t height, size_t gray_stride, uint8_t* bgr,
                size_t bgr_stride);
 // Exchanges bytes 0 and 2 of each pixel.
-void swapChannels3(const uint8_t* src, size_t width, size_t height, size_t src_stride,
-                   uint8_t* dst, size_t dst_stride);
+void swapChannels3(const uint8_t* src, size_t width, size_t height, size_t src_stride, uint8_t* dst,
+                   size_t dst_stride);
 // Byte k of each pixel goes to plane k.
 void splitChannels3(const uint8_t* src, size_t src_stride, size_t width, size_t height,
                     uint8_t* dst0, size_t dst0_stride, uint8_t* dst1, size_t dst1_stride,
@@ -76,8 +76,8 @@ void i420ToBgr(const uint8_t* y, size_t y_stride, const uint8_t* u, size_t u_str
                const uint8_t* v, size_t v_stride, size_t width, size_t height, uint8_t* bgr,
                size_t bgr_stride);
 void yuv444PlanarToBgr(const uint8_t* y, size_t y_stride, const uint8_t* u, size_t u_stride,
-                       const uint8_t* v, size_t v_stride, size_t width, size_t height,
-                       uint8_t* bgr, size_t bgr_stride);
+                       const uint8_t* v, size_t v_stride, size_t width, size_t height, uint8_t* bgr,
+                       size_t bgr_stride);
 void splitUv(const uint8_t* uv, size_t uv_stride, size_t width, size_t height, uint8_t* u,
              size_t u_stride, uint8_t* v, size_t v_stride);
 void mergeUv(const uint8_t* u, size_t u_stride, const uint8_t* v, size_t v_stride, size_t width,

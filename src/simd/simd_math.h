@@ -3,12 +3,17 @@
 #pragma once
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 
 namespace Simd {
 
-inline uint32_t floatBits(float value) { return std::bit_cast<uint32_t>(value); }
-inline float bitsFloat(uint32_t bits) { return std::bit_cast<float>(bits); }
+inline uint32_t floatBits(float value) {
+    return std::bit_cast<uint32_t>(value);
+}
+inline float bitsFloat(uint32_t bits) {
+    return std::bit_cast<float>(bits);
+}
 
 // Truncation toward zero to signed 32 bits, saturating the way the ARM VFP conversion does: NaN
 // gives 0, magnitudes beyond the range give the nearest limit. A plain cast is undefined there,
@@ -23,7 +28,7 @@ inline int32_t truncToInt32(float value) {
 // Truncation toward zero to unsigned 32 bits with the same saturation: NaN and anything at or
 // below -1 give 0, anything from 2^32 on gives 0xFFFFFFFF.
 inline uint32_t truncToUint32(float value) {
-    if (!(value > -1.0f)) return 0;  // also NaN
+    if (!(value > -1.0f)) return 0;                 // also NaN
     if (value >= 4294967296.0f) return UINT32_MAX;  // 2^32
     return static_cast<uint32_t>(value);
 }
@@ -38,6 +43,20 @@ constexpr int32_t shiftRound(int32_t x) {
 
 inline uint8_t clampByte(int32_t x) {
     return static_cast<uint8_t>(x < 0 ? 0 : (x > 255 ? 255 : x));
+}
+
+// Runs op(i) for i from 0 to count - 1: in blocks of 16 (one 16-byte vector of byte lanes), then
+// one at a time. A loop of fixed trip count vectorises even under the cheapest cost model of -O2,
+// and since the block and the rest call the same op, an element's value doesn't depend on where it
+// falls. Callers pass __restrict pointers: without them the compiler would have to version the
+// loop for overlap, which that cost model refuses.
+template <class Op>
+inline void forEachElement(size_t count, Op op) {
+    constexpr size_t kBlock = 16;
+    size_t i = 0;
+    for (; i + kBlock <= count; i += kBlock)
+        for (size_t k = i; k < i + kBlock; ++k) op(k);
+    for (; i < count; ++i) op(i);
 }
 
 }  // namespace Simd

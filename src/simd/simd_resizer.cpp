@@ -29,7 +29,9 @@ void* alignedBlockAllocate(size_t bytes, size_t align) {
     return nullptr;
 }
 
-void alignedBlockFree(void* data) { std::free(static_cast<uint8_t*>(data) - kBlockMargin); }
+void alignedBlockFree(void* data) {
+    std::free(static_cast<uint8_t*>(data) - kBlockMargin);
+}
 
 Resizer* makeResizer(size_t src_width, size_t src_height, size_t dst_width, size_t dst_height,
                      size_t channels, ResizerChannelType channel_type, ResizerMethod method) {

@@ -18,6 +18,7 @@ constexpr int kAxisBits = 11;
 constexpr float kAxisOne = 2048.0f;  // 2^11
 constexpr int kTotalBits = 2 * kAxisBits;
 constexpr uint32_t kRound = uint32_t{1} << (kTotalBits - 1);  // 2^21 = 2097152
+static_assert(kAxisOne == float(1 << kAxisBits));
 
 // Boundary i lies at source position i * scale. Its weight is the share of the pixel it cuts that
 // lies to the right of it, (1 - fraction) * 2048 / scale, truncated; each step rounded to float in
@@ -97,11 +98,20 @@ ResizerByteArea::ResizerByteArea(const ResizerParam& param) : Resizer(param) {
 void ResizerByteArea::run(const uint8_t* src, size_t src_stride, uint8_t* dst, size_t dst_stride) {
     const AreaTables t{_x_index.data, _x_weight.data, _y_index.data, _y_weight.data};
     switch (_param.channels) {
-        case 1: resizeArea<1>(_param, t, src, src_stride, dst, dst_stride); break;
-        case 2: resizeArea<2>(_param, t, src, src_stride, dst, dst_stride); break;
-        case 3: resizeArea<3>(_param, t, src, src_stride, dst, dst_stride); break;
-        case 4: resizeArea<4>(_param, t, src, src_stride, dst, dst_stride); break;
-        default: break;  // other channel counts leave the destination untouched
+        case 1:
+            resizeArea<1>(_param, t, src, src_stride, dst, dst_stride);
+            break;
+        case 2:
+            resizeArea<2>(_param, t, src, src_stride, dst, dst_stride);
+            break;
+        case 3:
+            resizeArea<3>(_param, t, src, src_stride, dst, dst_stride);
+            break;
+        case 4:
+            resizeArea<4>(_param, t, src, src_stride, dst, dst_stride);
+            break;
+        default:
+            break;  // other channel counts leave the destination untouched
     }
 }
 

@@ -12,7 +12,9 @@ namespace Simd::Base {
 
 namespace {
 
-float blend(float a, float b, float f) { return std::fmaf(a, 1.0f - f, f * b); }
+float blend(float a, float b, float f) {
+    return std::fmaf(a, 1.0f - f, f * b);
+}
 
 // a and b are the same channel of neighbouring pixels; offsets may be negative (a one-pixel-wide
 // source reads the pixel before the row, with weight 0.0).
@@ -44,7 +46,8 @@ void estimateIndexWeight(const ResizerParam& param, size_t src, size_t dst, size
             // First and last pixels aligned; one destination pixel takes the first source pixel.
             scale = dst >= 2 ? static_cast<float>(src - 1) / static_cast<float>(dst - 1) : 0.0f;
             break;
-        default: return;
+        default:
+            return;
     }
     for (size_t i = 0; i < dst; ++i) {
         int32_t idx;
@@ -95,8 +98,8 @@ ResizerFloatBilinear::ResizerFloatBilinear(const ResizerParam& param) : Resizer(
     const size_t row_size = static_cast<size_t>(_param.dst_width) * _param.channels;
     _x_index.resize(row_size, align);
     _x_weight.resize(row_size, align);
-    estimateIndexWeight(_param, _param.src_width, _param.dst_width, _param.channels,
-                        _x_index.data, _x_weight.data);
+    estimateIndexWeight(_param, _param.src_width, _param.dst_width, _param.channels, _x_index.data,
+                        _x_weight.data);
     _row_buffer[0].resize(row_size, align);
     _row_buffer[1].resize(row_size, align);
     // A one-row source never fills the upper buffer, yet multiplies it by 0.0. Start both at 0.0
@@ -112,8 +115,7 @@ void ResizerFloatBilinear::run(const uint8_t* src, size_t src_stride, uint8_t* d
         dst_stride >> 2);
 }
 
-void ResizerFloatBilinear::run(const float* src, size_t src_stride, float* dst,
-                               size_t dst_stride) {
+void ResizerFloatBilinear::run(const float* src, size_t src_stride, float* dst, size_t dst_stride) {
     float* row0 = _row_buffer[0].data;
     float* row1 = _row_buffer[1].data;
     int32_t prev = -2;

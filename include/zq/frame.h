@@ -121,6 +121,9 @@ public:
     static constexpr uint32_t kAlignment = 64;
 
     Buffer();
+    /// An empty buffer whose storage belongs to `context`. Storage is always
+    /// host memory here; the context labels where the data is meant to live.
+    explicit Buffer(const DeviceContext& context);
     ~Buffer();
     Buffer(const Buffer&) = delete;
     Buffer& operator=(const Buffer&) = delete;

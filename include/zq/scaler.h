@@ -54,8 +54,9 @@ public:
     void produce(RowData& row) override;
     bool next() override;
 
+    struct State;  ///< the stages and the active one; opaque outside the library
+
 private:
-    struct State;
     State* _p_state;
 };
 

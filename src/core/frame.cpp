@@ -130,6 +130,9 @@ DeviceContext DeviceContext::cpuContext() { return DeviceContext(); }
 
 Buffer::Buffer() : _data(nullptr), _size(0), _capacity(0), _block(nullptr) {}
 
+Buffer::Buffer(const DeviceContext& context)
+    : _context(context), _data(nullptr), _size(0), _capacity(0), _block(nullptr) {}
+
 Buffer::~Buffer() { clear(); }
 
 void Buffer::resize(unsigned bytes, bool flag) {
@@ -213,14 +216,19 @@ void Frame::reuse(FrameFormat format, Size size, DeviceContext context, unsigned
         return;
     }
     const int last = layout.plane_count - 1;
-    const uint64_t total = uint64_t(layout.plane_offsets[last]) + uint64_t(layout.planes[last].plane_bytes);
+    // The area scalers step through a chroma row with the luma row's table, so
+    // a reduction can read up to a luma row's width of samples past the last
+    // chroma row: frames with more than one plane keep two luma rows of room.
+    const uint64_t tail = last > 0 ? 2 * uint64_t(layout.planes[0].stride) : 0;
+    const uint64_t total =
+        uint64_t(layout.plane_offsets[last]) + uint64_t(layout.planes[last].plane_bytes) + tail;
     if (total > 0xFFFFFFFFull)
         ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY, "Failure in Frame::reuse(...) : frame is too large.");
     // Storage is kept only when no other handle shares it: a region view or a
     // copy of this frame must not see its pixels re-laid under it.
     const bool keep = _buffer && _buffer.use_count() == 1 && _buffer->deviceContext() == context;
     if (!keep) {
-        auto buffer = std::make_shared<Buffer>();
+        auto buffer = std::make_shared<Buffer>(context);
         buffer->resize(unsigned(total), false);
         _buffer = std::move(buffer);
     } else {

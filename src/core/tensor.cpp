@@ -44,7 +44,7 @@ Tensor::~Tensor() = default;
 void Tensor::reuse(const TensorLayout& layout, const DeviceContext& context) {
     const bool keep = _buffer && _buffer.use_count() == 1 && _buffer->deviceContext() == context;
     if (!keep) {
-        auto buffer = std::make_shared<Buffer>();
+        auto buffer = std::make_shared<Buffer>(context);
         buffer->resize(layout.bytes(), false);
         _buffer = std::move(buffer);
     } else {

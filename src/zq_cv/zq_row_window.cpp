@@ -72,8 +72,11 @@ void RowWindow::reuse(IRowProducer& producer, int window_size) {
         _ring_pos[p] = 0;
         _ring_mask[p] = uint32_t(rowMask(layout, p));
         _ring_pitch[p] = (uint32_t(layout.planes[p].stride) + 63u) & ~63u;
+        // Chroma slots keep two luma rows of room after the last slot: the area
+        // scalers read chroma with the luma row's table (see Frame::reuse).
+        const uint32_t tail = p > 0 ? 2 * ((uint32_t(layout.planes[0].stride) + 63u) & ~63u) : 0;
         try {
-            _ring[p].resize(_ring_pitch[p] * uint32_t(window_size), false);
+            _ring[p].resize(_ring_pitch[p] * uint32_t(window_size) + tail, false);
         } catch (Exception& e) {
             clear();
             ZQ_RETHROW(e, "Data buffer allocation failure: %s");

@@ -61,9 +61,10 @@ TEST_P(CopyThroughPipeline, IntoARegionOfALargerFrame) {
                 for (int x = 0; x < layout.planes[p].row_bytes; ++x) {
                     const bool inside = y >= 2 / sy && y < 2 / sy + rp.height && x >= (2 / sx) * bpp &&
                                         x < (2 / sx) * bpp + rp.row_bytes;
-                    if (!inside)
+                    if (!inside) {
                         ASSERT_EQ(*zqtest::at(big, p, y, x), *zqtest::at(before, p, y, x))
                             << "plane " << p << " " << x << "," << y;
+                    }
                 }
         }
         if (via_producer) {

@@ -9,7 +9,8 @@ namespace {
 
 TEST(TensorLayout, TotalSizeFromTheOutermostStride) {
     const zq::TensorLayout dense(zq::TENSOR_FLOAT_16, zq::TENSOR_FORMAT_NCHW,
-                                 zq::TensorSize(1, 3, 4, 5), zq::TensorSize(), zq::TENSOR_ORDER_RGB);
+                                 zq::TensorSize(1, 3, 4, 5), zq::TensorSize(),
+                                 zq::TENSOR_ORDER_RGB);
     EXPECT_EQ(dense.bytes(), 3u * 4 * 5 * 2);
     EXPECT_EQ(dense.strides().dims[3], 2u);
     EXPECT_EQ(dense.strides().dims[2], 10u);
@@ -47,8 +48,8 @@ TEST(ConstantArithmetic, ChangesTheRegionOnly) {
             const float values[3] = {2.0f, -1.5f, 0.25f};
             auto* data = reinterpret_cast<unsigned char*>(plane.data());
             if (channels == 1)
-                (multiply ? zq::mulConstant_32f_C1 : zq::addConstant_32f_C1)(values[0], data, stride,
-                                                                             region);
+                (multiply ? zq::mulConstant_32f_C1 : zq::addConstant_32f_C1)(values[0], data,
+                                                                             stride, region);
             else
                 (multiply ? zq::mulConstant_32f_C3 : zq::addConstant_32f_C3)(values, data, stride,
                                                                              region);
@@ -59,7 +60,8 @@ TEST(ConstantArithmetic, ChangesTheRegionOnly) {
                     const float v = values[channels == 1 ? 0 : x % 3];
                     const float expected =
                         inside ? (multiply ? before[i] * v : before[i] + v) : before[i];
-                    EXPECT_EQ(plane[i], expected) << channels << " " << multiply << " " << x << "," << y;
+                    EXPECT_EQ(plane[i], expected)
+                        << channels << " " << multiply << " " << x << "," << y;
                 }
         }
     }

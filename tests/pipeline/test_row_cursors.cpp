@@ -10,17 +10,13 @@ const char* const kFrameNotInitialized =
     "Failure in RowWriter::RowWriter(...) : frame is not initialized.";
 
 TEST(RowMask, FollowsTheEvenHeightRule) {
-    struct Case {
+    const struct {
         zq::FrameFormat format;
-        int height;
-        int plane;
-        int mask;
-    } cases[] = {
-        {zq::ZQ_FRAME_I420, 4, 0, 0}, {zq::ZQ_FRAME_I420, 4, 1, 1}, {zq::ZQ_FRAME_I420, 5, 1, 1},
-        {zq::ZQ_FRAME_I420, 5, 0, 0}, {zq::ZQ_FRAME_NV12, 3, 1, 1}, {zq::ZQ_FRAME_YV16, 5, 1, 0},
-        // Height 1: even full-height planes get 1, with no visible effect.
-        {zq::ZQ_FRAME_GRAY8, 1, 0, 1}, {zq::ZQ_FRAME_I420, 1, 1, 1}, {zq::ZQ_FRAME_GRAY8, 2, 0, 0},
-    };
+        int height, plane, mask;
+    } cases[] = {{zq::ZQ_FRAME_I420, 4, 0, 0},  {zq::ZQ_FRAME_I420, 4, 1, 1},
+                 {zq::ZQ_FRAME_I420, 5, 1, 1},  {zq::ZQ_FRAME_I420, 5, 0, 0},
+                 {zq::ZQ_FRAME_NV12, 3, 1, 1},  {zq::ZQ_FRAME_YV16, 5, 1, 0},
+                 {zq::ZQ_FRAME_GRAY8, 1, 0, 1}, {zq::ZQ_FRAME_GRAY8, 2, 0, 0}};
     for (const auto& c : cases)
         EXPECT_EQ(zq::rowMask(zq::FrameLayout(c.format, Size(6, c.height), 64), c.plane), c.mask)
             << zq::toString(c.format) << " h" << c.height << " p" << c.plane;
@@ -29,148 +25,159 @@ TEST(RowMask, FollowsTheEvenHeightRule) {
 TEST(RowIndex, ChromaRowsOfA420LayoutFollowPairs) {
     zq::RowIndex index;
     index.reuse(zq::FrameLayout(zq::ZQ_FRAME_I420, Size(4, 4), 64));
-    std::vector<int> luma{index.rows[0]}, chroma{index.rows[1]}, other{index.rows[2]};
+    std::vector<int> chroma{index.rows[1]};
     std::vector<bool> more;
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 5; ++i) {
         more.push_back(index.next());
-        luma.push_back(index.rows[0]);
         chroma.push_back(index.rows[1]);
-        other.push_back(index.rows[2]);
+        EXPECT_EQ(index.rows[2], index.rows[1]);
     }
-    EXPECT_EQ(luma, (std::vector<int>{0, 1, 2, 3, 4}));
-    EXPECT_EQ(chroma, (std::vector<int>{0, 0, 1, 1, 2}));
-    EXPECT_EQ(other, chroma);
-    EXPECT_EQ(more, (std::vector<bool>{true, true, true, false}));
-    EXPECT_FALSE(index.next());  // at the end: nothing changes
+    EXPECT_EQ(chroma, (std::vector<int>{0, 0, 1, 1, 2, 2}));  // the last call changes nothing
+    EXPECT_EQ(more, (std::vector<bool>{true, true, true, false, false}));
     EXPECT_EQ(index.rows[0], 4);
-    EXPECT_EQ(index.rows[1], 2);
 }
 
-TEST(RowIndex, PlaneZeroIsNeverGrouped) {
-    zq::RowIndex index;
-    index.reuse(zq::FrameLayout(zq::ZQ_FRAME_GRAY8, Size(3, 1), 64));
-    EXPECT_EQ(index._masks[0], 0u);
-    EXPECT_FALSE(index.next());
-    EXPECT_EQ(index.rows[0], 1);
-}
-
-TEST(RowReader, ChromaAddressStaysForTheRowsOfItsGroup) {
+TEST(RowCursors, ReaderAndWriterStepSubSampledPlanes) {
     zq::Frame frame;
-    frame.reuse(zq::ZQ_FRAME_I420, Size(6, 4));
+    frame.reuse(zq::ZQ_FRAME_I420, Size(6, 5));
+    const int ls = frame.layout().planes[0].stride, cs = frame.layout().planes[1].stride;
     zq::RowReader reader;
+    zq::RowWriter writer;
     reader.reuse(frame);
-    const int luma_stride = frame.layout().planes[0].stride;
-    const int chroma_stride = frame.layout().planes[1].stride;
-    const int expected_chroma_rows[] = {0, 0, 1, 1};
-    for (int r = 0; r < 4; ++r) {
-        EXPECT_EQ(reader.row(), r);
-        EXPECT_EQ(reader.rows().plane[0], frame.data(0) + r * luma_stride);
-        for (int p : {1, 2})
-            EXPECT_EQ(reader.rows().plane[p], frame.data(p) + expected_chroma_rows[r] * chroma_stride);
-        EXPECT_EQ(reader.rows().plane[3], nullptr);
-        EXPECT_EQ(reader.next(), r < 3);
+    writer.reuse(frame);
+    for (int r = 0; r < 5; ++r) {
+        EXPECT_EQ(reader.rows().plane[0], frame.data(0) + r * ls);
+        EXPECT_EQ(writer.rows().plane[0], frame.data(0) + r * ls);
+        for (int p : {1, 2}) {
+            EXPECT_EQ(reader.rows().plane[p], frame.data(p) + (r / 2) * cs) << r;
+            EXPECT_EQ(writer.rows().plane[p], r % 2 ? nullptr : frame.data(p) + (r / 2) * cs) << r;
+        }
+        EXPECT_EQ(reader.next(), r < 4);
+        EXPECT_EQ(writer.next(), r < 4);
     }
-    // At the end the cursor stands still.
+    // At the end the reader stands still; the writer hands out nulls.
     const zq::RowData end = reader.rows();
-    EXPECT_EQ(reader.row(), 4);
     EXPECT_FALSE(reader.next());
-    EXPECT_EQ(reader.row(), 4);
-    for (int p = 0; p < 4; ++p) EXPECT_EQ(reader.rows().plane[p], end.plane[p]);
-}
-
-TEST(RowReader, UninitializedFrameUsesTheWritersWords) {
-    zq::RowReader reader;
-    EXPECT_TRUE(throwsExactly([&] { reader.reuse(zq::emptyFrame()); },
-                              zq::ZQ_STATUS_UNINITIALIZED_INPUT, kFrameNotInitialized));
+    EXPECT_FALSE(writer.next());
+    EXPECT_EQ(reader.row(), 5);
+    for (int p = 0; p < 4; ++p) {
+        EXPECT_EQ(reader.rows().plane[p], end.plane[p]);
+        EXPECT_EQ(writer.rows().plane[p], nullptr);
+    }
+    zq::Frame none;
+    EXPECT_TRUE(throwsExactly([&] { reader.reuse(none); }, zq::ZQ_STATUS_UNINITIALIZED_INPUT,
+                              kFrameNotInitialized));
+    EXPECT_TRUE(throwsExactly([&] { writer.reuse(none); }, zq::ZQ_STATUS_UNINITIALIZED_INPUT,
+                              kFrameNotInitialized));
     EXPECT_EQ(reader.height(), 0);
 }
 
-TEST(RowWriter, OddRowsOfHalfHeightPlanesAreNull) {
-    zq::Frame frame;
-    frame.reuse(zq::ZQ_FRAME_NV12, Size(4, 5));
-    zq::RowWriter writer;
-    writer.reuse(frame);
-    const int chroma_stride = frame.layout().planes[1].stride;
-    for (int r = 0; r < 5; ++r) {
-        EXPECT_NE(writer.rows().plane[0], nullptr);
-        if (r % 2 == 0)
-            EXPECT_EQ(writer.rows().plane[1], frame.data(1) + (r / 2) * chroma_stride) << r;
-        else
-            EXPECT_EQ(writer.rows().plane[1], nullptr) << r;
-        writer.next();
-    }
-}
-
-TEST(RowWriter, HeightOneEndsAfterOneRow) {
-    zq::Frame frame;
-    frame.reuse(zq::ZQ_FRAME_I420, Size(3, 1));
-    zq::RowWriter writer;
-    writer.reuse(frame);
-    for (int p = 0; p < 3; ++p) EXPECT_EQ(writer.rows().plane[p], frame.data(p));
-    EXPECT_FALSE(writer.next());
-    EXPECT_EQ(writer.row(), 1);
-    EXPECT_FALSE(writer.next());
-    for (int p = 0; p < 4; ++p) EXPECT_EQ(writer.rows().plane[p], nullptr);
-}
-
-TEST(RowWriter, UninitializedFrame) {
-    zq::RowWriter writer;
-    zq::Frame frame;
-    EXPECT_TRUE(throwsExactly([&] { writer.reuse(frame); }, zq::ZQ_STATUS_UNINITIALIZED_INPUT,
-                              kFrameNotInitialized));
-}
-
-TEST(CopyRowData, NullDestinationsAreSkipped) {
+TEST(CopyRowData, CopiesRowBytesToNonNullPlanesOnly) {
     const zq::FrameLayout layout(zq::ZQ_FRAME_I420, Size(8, 2), 64);
     unsigned char src[3][16], dst[3][16];
+    zq::RowData s, d;
     for (int p = 0; p < 3; ++p) {
         std::memset(src[p], 10 + p, 16);
         std::memset(dst[p], 0xEE, 16);
+        s.plane[p] = src[p];
     }
-    zq::RowData s, d;
-    for (int p = 0; p < 3; ++p) s.plane[p] = src[p];
-    zq::copyRowData(layout, s, d);  // all null: nothing happens
     d.plane[0] = dst[0];
     d.plane[2] = dst[2];
     zq::copyRowData(layout, s, d);
     EXPECT_EQ(dst[0][7], 10);
-    EXPECT_EQ(dst[0][8], 0xEE);  // row_bytes only
+    EXPECT_EQ(dst[0][8], 0xEE);
     EXPECT_EQ(dst[1][0], 0xEE);
     EXPECT_EQ(dst[2][3], 12);
     EXPECT_EQ(dst[2][4], 0xEE);
 }
 
-TEST(RowCopier, Assertions) {
-    zq::RowCopier copier;
-    EXPECT_TRUE(assertsWith([&] { copier.reuse(zq::emptyFrame()); }, "src_frame.initialized()"));
-    zq::RowCopier unconfigured;
-    EXPECT_TRUE(assertsWith([&] { copier.reuse(unconfigured); },
-                            "!src_producer.layout().size.empty()"));
-    // Unconfigured: produce copies nothing and next ends at once.
-    zq::RowData row;
-    unconfigured.produce(row);
-    EXPECT_FALSE(unconfigured.next());
-    EXPECT_FALSE(unconfigured.initialized());
+// A RowCopier fed by a frame or by a producer reproduces every plane of every
+// format into a region of a larger frame with its own stride, in place; the
+// bytes around the region keep their sentinel.
+TEST(RowCopier, EveryFormatIntoARegionOfALargerFrame) {
+    for (auto format : zqtest::allFormats())
+        for (Size size : {Size(1, 1), Size(5, 3), Size(6, 4), Size(17, 9)})
+            for (bool via_producer : {false, true}) {
+                zq::Frame src;
+                src.reuse(format, size);
+                zqtest::fillRandom(src, 7u + uint32_t(format));
+                zq::Frame big, before;
+                big.reuse(format, Size(size.width + 6, size.height + 4));
+                zqtest::fillPlanes(big, 0xA5);
+                zq::Frame region = zq::getRegion(big, zq::Rect(2, 2, size.width, size.height));
+                zqtest::fillPlanes(region, 0);
+                big.copyTo(before);
+                const unsigned char* first_row = region.data(0);
+                zqtest::FrameProducer producer(src);
+                zq::RowCopier copier;
+                if (via_producer) {
+                    copier.reuse(producer);
+                } else {
+                    copier.reuse(src);
+                }
+                zq::produceFrame(copier, region);
+                EXPECT_EQ(region.data(0), first_row);
+                EXPECT_TRUE(zqtest::samePixels(region, src)) << zq::toString(format);
+                zqtest::fillPlanes(region, 0);  // what remains must be as before
+                EXPECT_TRUE(zqtest::samePixels(big, before)) << zq::toString(format);
+                EXPECT_EQ(producer.next_calls, via_producer ? size.height : 0);
+            }
 }
 
-TEST(RowCopier, FrameAfterProducerForgetsTheProducer) {
+TEST(RowCopier, AssertionsAndFeeds) {
+    zq::RowCopier copier, unconfigured;
+    EXPECT_TRUE(assertsWith([&] { copier.reuse(zq::emptyFrame()); }, "src_frame.initialized()"));
+    EXPECT_TRUE(
+        assertsWith([&] { copier.reuse(unconfigured); }, "!src_producer.layout().size.empty()"));
+    zq::RowData row;
+    unconfigured.produce(row);  // unconfigured: copies nothing, ends at once
+    EXPECT_FALSE(unconfigured.next());
+    // A frame after a producer forgets the producer.
     zq::Frame a, b;
     a.reuse(zq::ZQ_FRAME_GRAY8, Size(4, 3));
     b.reuse(zq::ZQ_FRAME_GRAY8, Size(4, 3));
     zqtest::fillPlanes(a, 1);
     zqtest::fillPlanes(b, 2);
     zqtest::FrameProducer producer(a);
-    zq::RowCopier copier;
     copier.reuse(producer);
-    EXPECT_TRUE(copier.initialized());
     copier.reuse(b);
     zq::Frame out;
     zq::produceFrame(copier, out);
     EXPECT_TRUE(zqtest::samePixels(out, b));
     EXPECT_TRUE(producer.produced.empty());
-    copier.clear();
-    EXPECT_FALSE(copier.initialized());
-    EXPECT_EQ(copier.layout().plane_count, 0);
+}
+
+TEST(ProduceFrame, RowsChromaAndReallocation) {
+    zq::Frame src;
+    src.reuse(zq::ZQ_FRAME_I420, Size(4, 4));
+    zqtest::fillRandom(src, 3);
+    zqtest::FrameProducer producer(src);
+    struct Spy : zq::IRowProducer {  // records which rows get chroma addresses
+        zq::IRowProducer* inner;
+        std::vector<bool> chroma;
+        zq::FrameLayout& layout() override { return inner->layout(); }
+        void produce(zq::RowData& row) override {
+            chroma.push_back(row.plane[1] && row.plane[2]);
+            inner->produce(row);
+        }
+        bool next() override { return inner->next(); }
+    } spy;
+    spy.inner = &producer;
+    zq::Frame out;
+    out.reuse(zq::ZQ_FRAME_NV12, Size(4, 4));  // another format: reallocated
+    zq::produceFrame(spy, out);
+    EXPECT_EQ(spy.chroma, (std::vector<bool>{true, false, true, false}));
+    EXPECT_EQ(producer.next_calls, 4);
+    EXPECT_TRUE(zqtest::samePixels(out, src));
+
+    struct Empty : zq::IRowProducer {
+        zq::FrameLayout l;
+        zq::FrameLayout& layout() override { return l; }
+        void produce(zq::RowData&) override {}
+        bool next() override { return false; }
+    } empty;
+    EXPECT_TRUE(throwsExactly([&] { zq::produceFrame(empty, out); },
+                              zq::ZQ_STATUS_UNINITIALIZED_INPUT, kFrameNotInitialized));
 }
 
 }  // namespace

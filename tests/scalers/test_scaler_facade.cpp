@@ -1,122 +1,77 @@
-#include "test_support.h"
+// Scaler: the stages it picks for a method and the axes that change, copies, and failures.
+#include "reference.h"
 
 namespace {
 
-using zq::Size;
+using namespace ref;
 using zqtest::assertsWith;
-using zqtest::throwsExactly;
-
-zq::Frame randomFrame(zq::FrameFormat format, Size size, uint32_t seed) {
-    zq::Frame f;
-    f.reuse(format, size);
-    zqtest::fillRandom(f, seed);
-    return f;
-}
-
-template <typename Stage>
-zq::Frame run(Stage& stage) {
-    zq::Frame out;
-    zq::produceFrame(stage, out);
-    return out;
-}
-
-TEST(Scaler, InitializedReportsTheReverse) {
-    zq::Scaler scaler;
-    EXPECT_TRUE(scaler.initialized());
-    const zq::Frame src = randomFrame(zq::ZQ_FRAME_GRAY8, Size(4, 4), 1);
-    scaler.reuse(src, Size(2, 2), zq::ZQ_SCALE_BILINEAR);
-    EXPECT_FALSE(scaler.initialized());
-}
 
 TEST(Scaler, SameSizeCopiesWhateverTheMethod) {
-    for (int method : {0, 1, 2, 3, 99}) {
-        for (auto format : {zq::ZQ_FRAME_I420, zq::ZQ_FRAME_RGB24, zq::ZQ_FRAME_BGR32F}) {
-            const zq::Frame src = randomFrame(format, Size(7, 5), 2);
-            zq::Scaler scaler;
-            scaler.reuse(src, Size(7, 5), zq::ScaleMethod(method));
-            EXPECT_TRUE(zqtest::samePixels(run(scaler), src)) << method;
+    for (int method : {0, 1, 2, 3, 99})
+        for (FrameFormat f : {ZQ_FRAME_I420, ZQ_FRAME_RGB24, ZQ_FRAME_BGR32F}) {
+            const Frame src = make(f, Size(7, 5), 2);
             zqtest::FrameProducer producer(src);
-            scaler.reuse(producer, Size(7, 5), zq::ScaleMethod(method));
-            EXPECT_TRUE(zqtest::samePixels(run(scaler), src)) << method;
+            Scaler scaler;
+            for (bool feed : {false, true}) {
+                Frame out;
+                if (feed) scaler.reuse(producer, src.size(), ScaleMethod(method));
+                if (!feed) scaler.reuse(src, src.size(), ScaleMethod(method));
+                produceFrame(scaler, out);
+                EXPECT_TRUE(zqtest::samePixels(out, src)) << method;
+            }
         }
+}
+
+// One Scaler, changing method and axes, into a region of a larger frame: its rows are those of the
+// reference of the stages it should pick (one axis alone when only one changes, X then Y for area
+// on both), and on a format the stages refuse, the refusal names the last of them.
+TEST(Scaler, PicksTheStagesForTheMethodAndAxes) {
+    const std::tuple<Size, ScaleMethod, Kind, Kind> cases[] = {
+        {{13, 4}, ZQ_SCALE_BILINEAR, Y, Y},    {{6, 9}, ZQ_SCALE_BILINEAR, X, X},
+        {{20, 5}, ZQ_SCALE_BILINEAR, XY, XY},  {{5, 17}, ZQ_SCALE_NEAREST, Nearest, Nearest},
+        {{5, 4}, ZQ_SCALE_AREA, AreaX, AreaY}, {{13, 4}, ZQ_SCALE_AREA, AreaY, AreaY},
+        {{4, 9}, ZQ_SCALE_AREA, AreaX, AreaX}};
+    const Frame src = make(ZQ_FRAME_BGR24, Size(13, 9), 3);
+    Scaler scaler;
+    for (auto [to, method, first, last] : cases) {
+        const Rect place(2, 3, to.width, to.height);
+        Frame want = make(ZQ_FRAME_BGR24, {24, 20}, 0), got = make(ZQ_FRAME_BGR24, {24, 20}, 0);
+        Frame mid = make(ZQ_FRAME_BGR24, shape(first, src.size(), to), 0);
+        Frame region = getRegion(want, place);
+        expect(src, first == last ? region : mid, first, 16, true);
+        if (first != last) expect(mid, region, last, 16, false);
+        region = getRegion(got, place);
+        scaler.reuse(src, to, method);
+        produceFrame(scaler, region);
+        EXPECT_TRUE(sameStrides(got, want)) << kNames[last];
+        scaler.reuse(make(ZQ_FRAME_RGB24, Size(13, 9), 3), to, method);
+        EXPECT_TRUE(zqtest::throwsExactly([&] { produceFrame(scaler, region); },
+                                          ZQ_STATUS_UNSUPPORTED_FORMAT, unsupported(last)));
     }
 }
 
-// The facade gives the same rows as the single stage it should pick: a stage
-// for one axis when only one changes, X then Y for area on both.
-TEST(Scaler, PicksTheStageForTheMethodAndAxes) {
-    const zq::Frame src = randomFrame(zq::ZQ_FRAME_BGR24, Size(13, 9), 3);
-    zq::Scaler scaler;
-    {
-        scaler.reuse(src, Size(13, 4), zq::ZQ_SCALE_BILINEAR);
-        zq::ScalerBilinearY y;
-        y.reuse(src, 4);
-        EXPECT_TRUE(zqtest::samePixels(run(scaler), run(y)));
-    }
-    {
-        scaler.reuse(src, Size(6, 9), zq::ZQ_SCALE_BILINEAR);
-        zq::ScalerBilinearX x;
-        x.reuse(src, 6);
-        EXPECT_TRUE(zqtest::samePixels(run(scaler), run(x)));
-    }
-    {
-        scaler.reuse(src, Size(20, 5), zq::ZQ_SCALE_BILINEAR);
-        zq::ScalerBilinearXY xy;
-        xy.reuse(src, Size(20, 5));
-        EXPECT_TRUE(zqtest::samePixels(run(scaler), run(xy)));
-    }
-    {
-        scaler.reuse(src, Size(5, 17), zq::ZQ_SCALE_NEAREST);
-        zq::ScalerNearestNeighbor nn;
-        nn.reuse(src, Size(5, 17));
-        EXPECT_TRUE(zqtest::samePixels(run(scaler), run(nn)));
-    }
-    {
-        scaler.reuse(src, Size(5, 4), zq::ZQ_SCALE_AREA);
-        zq::ScalerAreaX x;
-        x.reuse(src, 5, zq::ZQ_SCALER_FIXED_POINT_16S);
-        zq::ScalerAreaY y;
-        y.reuse(x, 4, zq::ZQ_SCALER_FIXED_POINT_16S);
-        EXPECT_TRUE(zqtest::samePixels(run(scaler), run(y)));
-    }
-    {
-        scaler.reuse(src, Size(13, 4), zq::ZQ_SCALE_AREA);
-        zq::ScalerAreaY y;
-        y.reuse(src, 4, zq::ZQ_SCALER_FIXED_POINT_16S);
-        EXPECT_TRUE(zqtest::samePixels(run(scaler), run(y)));
-    }
-    {
-        scaler.reuse(src, Size(4, 9), zq::ZQ_SCALE_AREA);
-        zq::ScalerAreaX x;
-        x.reuse(src, 4, zq::ZQ_SCALER_FIXED_POINT_16S);
-        EXPECT_TRUE(zqtest::samePixels(run(scaler), run(x)));
-    }
-}
-
-TEST(Scaler, UnknownMethodKeepsThePreviousStage) {
-    const zq::Frame src = randomFrame(zq::ZQ_FRAME_GRAY8, Size(8, 8), 4);
-    zq::Scaler scaler;
-    scaler.reuse(src, Size(4, 4), zq::ZQ_SCALE_NEAREST);
-    EXPECT_TRUE(throwsExactly([&] { scaler.reuse(src, Size(3, 3), zq::ScaleMethod(3)); },
-                              zq::ZQ_STATUS_INVALID_PARAMETER,
-                              "Failure in Scaler::reuse(...) : parameter 'method' is invalid 3."));
-    EXPECT_EQ(scaler.layout().size, Size(4, 4));
-    zq::ScalerNearestNeighbor nn;
-    nn.reuse(src, Size(4, 4));
-    EXPECT_TRUE(zqtest::samePixels(run(scaler), run(nn)));
-}
-
-TEST(Scaler, Assertions) {
-    zq::Scaler scaler;
-    const zq::Frame src = randomFrame(zq::ZQ_FRAME_GRAY8, Size(8, 8), 5);
-    EXPECT_TRUE(assertsWith([&] { scaler.reuse(zq::emptyFrame(), Size(2, 2), zq::ZQ_SCALE_AREA); },
+// initialized() answers the reverse: true until a reuse succeeds. An unknown method with sizes
+// that differ leaves the previous stage in place.
+TEST(Scaler, Failures) {
+    const Frame src = make(ZQ_FRAME_GRAY8, Size(8, 8), 4);
+    RowCopier unconfigured;
+    Scaler scaler;
+    EXPECT_TRUE(assertsWith([&] { scaler.reuse(Frame(), Size(2, 2), ZQ_SCALE_AREA); },
                             "src_frame.initialized()"));
-    EXPECT_TRUE(assertsWith([&] { scaler.reuse(src, Size(0, 2), zq::ZQ_SCALE_AREA); },
-                            "!dst_size.empty()"));
-    zq::RowCopier unconfigured;
-    EXPECT_TRUE(assertsWith([&] { scaler.reuse(unconfigured, Size(2, 2), zq::ZQ_SCALE_AREA); },
+    EXPECT_TRUE(
+        assertsWith([&] { scaler.reuse(src, Size(0, 2), ZQ_SCALE_AREA); }, "!dst_size.empty()"));
+    EXPECT_TRUE(assertsWith([&] { scaler.reuse(unconfigured, Size(2, 2), ZQ_SCALE_AREA); },
                             "!src_producer.layout().size.empty()"));
-    EXPECT_TRUE(scaler.initialized());  // still never configured
+    EXPECT_TRUE(scaler.initialized());
+    scaler.reuse(src, Size(4, 4), ZQ_SCALE_NEAREST);
+    EXPECT_FALSE(scaler.initialized());
+    EXPECT_TRUE(zqtest::throwsExactly(
+        [&] { scaler.reuse(src, Size(3, 3), ScaleMethod(3)); }, ZQ_STATUS_INVALID_PARAMETER,
+        "Failure in Scaler::reuse(...) : parameter 'method' is invalid 3."));
+    Frame want = make(ZQ_FRAME_GRAY8, Size(4, 4), 0), got = make(ZQ_FRAME_GRAY8, Size(4, 4), 0);
+    scale(src, want, Nearest, true);
+    produceFrame(scaler, got);
+    EXPECT_TRUE(sameStrides(got, want));
 }
 
 }  // namespace

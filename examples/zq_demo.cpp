@@ -9,12 +9,12 @@
 // hue ramps, and a zone plate whose fine rings show how each method filters.
 #include <zq/cv.h>
 
+#include <sys/stat.h>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <functional>
 #include <string>
-#include <sys/stat.h>
 
 #include "png_io.h"
 
@@ -40,13 +40,15 @@ zq::Frame testPattern(zq::Size size) {
                 const double t = 6.0 * x / w;
                 const int sector = int(t) % 6;
                 const double f1 = t - std::floor(t);
-                const unsigned char up = (unsigned char)(255 * f1), down = (unsigned char)(255 * (1 - f1));
-                const unsigned char rgb[6][3] = {{255, up, 0}, {down, 255, 0}, {0, 255, up},
-                                                 {0, down, 255}, {up, 0, 255}, {255, 0, down}};
+                const unsigned char up = (unsigned char)(255 * f1),
+                                    down = (unsigned char)(255 * (1 - f1));
+                const unsigned char rgb[6][3] = {{255, up, 0},   {down, 255, 0}, {0, 255, up},
+                                                 {0, down, 255}, {up, 0, 255},   {255, 0, down}};
                 px[2] = rgb[sector][0], px[1] = rgb[sector][1], px[0] = rgb[sector][2];
             } else {  // zone plate: rings that get finer towards the edges
                 const double cx = x - w / 2.0, cy = y - 5.0 * h / 6.0;
-                const double v = 127.5 + 127.5 * std::cos(3.14159265 * (cx * cx + cy * cy) / (1.2 * w));
+                const double v =
+                    127.5 + 127.5 * std::cos(3.14159265 * (cx * cx + cy * cy) / (1.2 * w));
                 px[0] = px[1] = px[2] = (unsigned char)v;
             }
         }
@@ -112,14 +114,18 @@ int main(int argc, char** argv) {
         const char* names[] = {"nearest", "bilinear", "area"};
         for (int method = 0; method <= 2; ++method) {
             base.setIntProperty(zq::ZQ_CV_PROPERTY_RESIZE_METHOD, method);
-            for (const zq::Size size : {zq::Size(source.width() / 2, source.height() / 2),
-                                        zq::Size(source.width() * 4 / 3, source.height() * 4 / 3)}) {
+            for (const zq::Size size :
+                 {zq::Size(source.width() / 2, source.height() / 2),
+                  zq::Size(source.width() * 4 / 3, source.height() * 4 / 3)}) {
                 zq::Frame dst;
                 dst.reuse(zq::ZQ_FRAME_BGR24, size);
-                const double ms = msPerFrame([&] { base.resize(source, dst, zq::emptyRoi(), zq::emptyRoi()); });
+                const double ms =
+                    msPerFrame([&] { base.resize(source, dst, zq::emptyRoi(), zq::emptyRoi()); });
                 const std::string name = std::string("resize_") + names[method] + "_" +
-                                         std::to_string(size.width) + "x" + std::to_string(size.height);
-                results.push_back({std::string("CvBackendBase resize ") + names[method], size, ms, save(name, dst)});
+                                         std::to_string(size.width) + "x" +
+                                         std::to_string(size.height);
+                results.push_back({std::string("CvBackendBase resize ") + names[method], size, ms,
+                                   save(name, dst)});
             }
         }
 
@@ -130,9 +136,11 @@ int main(int argc, char** argv) {
             const zq::Size size(source.width() / 2, source.height() / 2);
             zq::Frame dst;
             dst.reuse(zq::ZQ_FRAME_BGR24, size);
-            const double ms = msPerFrame([&] { simd.resize(source, dst, zq::emptyRoi(), zq::emptyRoi()); });
+            const double ms =
+                msPerFrame([&] { simd.resize(source, dst, zq::emptyRoi(), zq::emptyRoi()); });
             const std::string name = std::string("simd_resize_") + names[method];
-            results.push_back({std::string("CvBackendSimd resize ") + names[method], size, ms, save(name, dst)});
+            results.push_back(
+                {std::string("CvBackendSimd resize ") + names[method], size, ms, save(name, dst)});
         }
 
         // BGR to each format and back, on the pipeline backend. The picture
@@ -143,20 +151,26 @@ int main(int argc, char** argv) {
             const char* name;
         };
         const zq::Size even(source.width() & ~1, source.height() & ~1);
-        const zq::Frame even_source = zq::getRegion(source, zq::Rect(0, 0, even.width, even.height));
-        for (const Target& t : {Target{zq::ZQ_FRAME_I420, "i420"}, Target{zq::ZQ_FRAME_NV12, "nv12"},
-                                Target{zq::ZQ_FRAME_YUYV, "yuyv"}, Target{zq::ZQ_FRAME_GRAY8, "gray"}}) {
+        const zq::Frame even_source =
+            zq::getRegion(source, zq::Rect(0, 0, even.width, even.height));
+        for (const Target& t :
+             {Target{zq::ZQ_FRAME_I420, "i420"}, Target{zq::ZQ_FRAME_NV12, "nv12"},
+              Target{zq::ZQ_FRAME_YUYV, "yuyv"}, Target{zq::ZQ_FRAME_GRAY8, "gray"}}) {
             zq::Frame converted, back;
             converted.reuse(t.format, even);
             back.reuse(zq::ZQ_FRAME_BGR24, even);
-            const double there = msPerFrame([&] { base.colorCvt(even_source, converted, zq::emptyRoi()); });
-            const double again = msPerFrame([&] { base.colorCvt(converted, back, zq::emptyRoi()); });
+            const double there =
+                msPerFrame([&] { base.colorCvt(even_source, converted, zq::emptyRoi()); });
+            const double again =
+                msPerFrame([&] { base.colorCvt(converted, back, zq::emptyRoi()); });
             if (t.format == zq::ZQ_FRAME_GRAY8)
-                results.push_back({"colorCvt BGR24 -> GRAY8", even, there, save("gray", converted)});
+                results.push_back(
+                    {"colorCvt BGR24 -> GRAY8", even, there, save("gray", converted)});
             else
-                results.push_back({std::string("colorCvt BGR24 -> ") + zq::toString(t.format), even, there, ""});
-            results.push_back({std::string("colorCvt ") + zq::toString(t.format) + " -> BGR24", even, again,
-                               save(std::string("roundtrip_") + t.name, back)});
+                results.push_back(
+                    {std::string("colorCvt BGR24 -> ") + zq::toString(t.format), even, there, ""});
+            results.push_back({std::string("colorCvt ") + zq::toString(t.format) + " -> BGR24",
+                               even, again, save(std::string("roundtrip_") + t.name, back)});
         }
 
         // One chain through produceFrame: area scaling to half, then I420,
@@ -176,8 +190,8 @@ int main(int argc, char** argv) {
         results.push_back({"chain Scaler(area) -> FormatConverter(I420)", small, ms,
                            save("chain_area_i420", chained_bgr)});
     } catch (zq::Exception& e) {
-        std::fprintf(stderr, "failure %d in %s (%s:%d): %s\n", int(e.status()), e.function(), e.file(),
-                     e.line(), e.what());
+        std::fprintf(stderr, "failure %d in %s (%s:%d): %s\n", int(e.status()), e.function(),
+                     e.file(), e.line(), e.what());
         return 1;
     }
 

@@ -19,11 +19,11 @@ template <typename Fn>
         fn();
     } catch (zq::Exception& e) {
         if (e.status() != status)
-            return ::testing::AssertionFailure()
-                   << "status " << e.status() << " instead of " << status << " (" << e.what() << ")";
+            return ::testing::AssertionFailure() << "status " << e.status() << " instead of "
+                                                 << status << " (" << e.what() << ")";
         if (text != e.what())
-            return ::testing::AssertionFailure() << "text \"" << e.what() << "\" instead of \""
-                                                 << text << "\"";
+            return ::testing::AssertionFailure()
+                   << "text \"" << e.what() << "\" instead of \"" << text << "\"";
         return ::testing::AssertionSuccess();
     } catch (std::exception& e) {
         return ::testing::AssertionFailure() << "other exception: " << e.what();
@@ -96,7 +96,8 @@ public:
             if (!row.plane[p]) continue;
             const int mask = zq::rowMask(_layout, p);
             const int plane_row = mask ? _row / 2 : _row;
-            std::memcpy(row.plane[p], at(_frame, p, plane_row), size_t(_layout.planes[p].row_bytes));
+            std::memcpy(row.plane[p], at(_frame, p, plane_row),
+                        size_t(_layout.planes[p].row_bytes));
         }
     }
     bool next() override {

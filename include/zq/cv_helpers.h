@@ -9,8 +9,7 @@ namespace zq {
 /// Resizes `src` into `dst` (reallocated at `dst_size` in the source format)
 /// with the vector backend. An uninitialized source or an empty size leaves
 /// `dst` cleared. Asserts a method of ResizeBilinear or ResizeArea.
-ZQ_CV_API void resizeFrame(const Frame& src, const Size& dst_size, Frame& dst,
-                           ResizeMethod method);
+ZQ_CV_API void resizeFrame(const Frame& src, const Size& dst_size, Frame& dst, ResizeMethod method);
 /// Converts `src` into `dst` (reallocated in `dst_format` at the source size)
 /// with the vector backend. An uninitialized source or format 0 leaves `dst`
 /// cleared.

@@ -34,10 +34,18 @@ public:
     ~Exception() override;
 
     const char* what() const noexcept override;
-    Status status() const noexcept { return _status; }
-    const char* function() const noexcept { return _function; }
-    const char* file() const noexcept { return _file; }
-    int line() const noexcept { return _line; }
+    Status status() const noexcept {
+        return _status;
+    }
+    const char* function() const noexcept {
+        return _function;
+    }
+    const char* file() const noexcept {
+        return _file;
+    }
+    int line() const noexcept {
+        return _line;
+    }
 
 private:
     Status _status;
@@ -61,14 +69,14 @@ private:
 
 /// Raises ZQ_STATUS_ASSERTION_FAILED, "Assertion failed: <expression>", when the
 /// expression does not hold. Active in every build.
-#define ZQ_ASSERT(expression)                                                             \
-    do {                                                                                  \
-        if (!(expression))                                                                \
+#define ZQ_ASSERT(expression)                                                                \
+    do {                                                                                     \
+        if (!(expression))                                                                   \
             ZQ_THROW(::zq::ZQ_STATUS_ASSERTION_FAILED, "Assertion failed: %s", #expression); \
     } while (0)
 
 /// Inside `catch (zq::Exception& caught)`: raises again with the caught status,
 /// this place, and `format` applied to the caught text.
-#define ZQ_RETHROW(caught, format)                                                  \
-    throw ::zq::Exception(&(caught), (caught).status(), __func__, ZQ_SOURCE_PATH, \
-                          __LINE__, format, (caught).what())
+#define ZQ_RETHROW(caught, format)                                                          \
+    throw ::zq::Exception(&(caught), (caught).status(), __func__, ZQ_SOURCE_PATH, __LINE__, \
+                          format, (caught).what())

@@ -12,32 +12,32 @@ namespace zq {
 /// Numbered pixel formats. The numbers are part of the interface.
 enum FrameFormat {
     ZQ_FRAME_NONE = 0,
-    ZQ_FRAME_GRAY8 = 1,            ///< one byte per pixel
-    ZQ_FRAME_RGB24 = 2,            ///< interleaved R, G, B
-    ZQ_FRAME_RGB24_PLANAR = 3,     ///< planes R, G, B
-    ZQ_FRAME_BGR24 = 4,            ///< interleaved B, G, R
-    ZQ_FRAME_BGR24_PLANAR = 5,     ///< planes B, G, R
-    ZQ_FRAME_I420 = 6,             ///< planes Y, U, V; chroma halved on both axes
-    ZQ_FRAME_YV12 = 7,             ///< planes Y, V, U; chroma halved on both axes
-    ZQ_FRAME_NV12 = 8,             ///< plane Y; plane of U,V pairs, halved on both axes
-    ZQ_FRAME_NV21 = 9,             ///< plane Y; plane of V,U pairs, halved on both axes
-    ZQ_FRAME_YV16 = 10,            ///< planes Y, V, U; chroma halved in width
-    ZQ_FRAME_YUYV = 11,            ///< packed Y0 U Y1 V
-    ZQ_FRAME_UYVY = 12,            ///< packed U Y0 V Y1
-    ZQ_FRAME_NV16 = 13,            ///< plane Y; plane of U,V pairs, halved in width
-    ZQ_FRAME_YUV24 = 14,           ///< interleaved Y, U, V
-    ZQ_FRAME_YUV444_PLANAR = 15,   ///< planes Y, U, V
-    ZQ_FRAME_8U_C2 = 16,           ///< two bytes per pixel
-    ZQ_FRAME_8U_C3 = 17,           ///< three bytes per pixel, no colour meaning
-    ZQ_FRAME_8U_C4 = 18,           ///< four bytes per pixel
-    ZQ_FRAME_16U_C1 = 19,          ///< one native-order uint16 per pixel
-    ZQ_FRAME_32U_C1 = 20,          ///< one native-order uint32 per pixel
+    ZQ_FRAME_GRAY8 = 1,           ///< one byte per pixel
+    ZQ_FRAME_RGB24 = 2,           ///< interleaved R, G, B
+    ZQ_FRAME_RGB24_PLANAR = 3,    ///< planes R, G, B
+    ZQ_FRAME_BGR24 = 4,           ///< interleaved B, G, R
+    ZQ_FRAME_BGR24_PLANAR = 5,    ///< planes B, G, R
+    ZQ_FRAME_I420 = 6,            ///< planes Y, U, V; chroma halved on both axes
+    ZQ_FRAME_YV12 = 7,            ///< planes Y, V, U; chroma halved on both axes
+    ZQ_FRAME_NV12 = 8,            ///< plane Y; plane of U,V pairs, halved on both axes
+    ZQ_FRAME_NV21 = 9,            ///< plane Y; plane of V,U pairs, halved on both axes
+    ZQ_FRAME_YV16 = 10,           ///< planes Y, V, U; chroma halved in width
+    ZQ_FRAME_YUYV = 11,           ///< packed Y0 U Y1 V
+    ZQ_FRAME_UYVY = 12,           ///< packed U Y0 V Y1
+    ZQ_FRAME_NV16 = 13,           ///< plane Y; plane of U,V pairs, halved in width
+    ZQ_FRAME_YUV24 = 14,          ///< interleaved Y, U, V
+    ZQ_FRAME_YUV444_PLANAR = 15,  ///< planes Y, U, V
+    ZQ_FRAME_8U_C2 = 16,          ///< two bytes per pixel
+    ZQ_FRAME_8U_C3 = 17,          ///< three bytes per pixel, no colour meaning
+    ZQ_FRAME_8U_C4 = 18,          ///< four bytes per pixel
+    ZQ_FRAME_16U_C1 = 19,         ///< one native-order uint16 per pixel
+    ZQ_FRAME_32U_C1 = 20,         ///< one native-order uint32 per pixel
     ZQ_FRAME_RESERVED_21 = 21,
     ZQ_FRAME_RESERVED_22 = 22,
     ZQ_FRAME_RESERVED_23 = 23,
-    ZQ_FRAME_32F_C1 = 24,          ///< one float per pixel
-    ZQ_FRAME_BGR32F = 25,          ///< interleaved float B, G, R
-    ZQ_FRAME_BGR32F_PLANAR = 26,   ///< three float planes B, G, R
+    ZQ_FRAME_32F_C1 = 24,         ///< one float per pixel
+    ZQ_FRAME_BGR32F = 25,         ///< interleaved float B, G, R
+    ZQ_FRAME_BGR32F_PLANAR = 26,  ///< three float planes B, G, R
 };
 
 /// Printable name of a format ("BGR24", "I420", ...); never null.
@@ -67,7 +67,7 @@ struct ZQ_CORE_API FrameLayout {
     FrameFormat format;
     int32_t plane_count;  ///< 0 to 4; 0 means uninitialized
     Size size;
-    uint32_t alignment;   ///< row alignment the layout was made with
+    uint32_t alignment;  ///< row alignment the layout was made with
     PlaneLayout planes[4];
     uint32_t plane_offsets[4];  ///< byte offset of each plane in the frame's buffer
 

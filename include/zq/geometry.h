@@ -14,7 +14,9 @@ struct Size {
     constexpr Size(int32_t w, int32_t h) : width(w), height(h) {}
 
     constexpr bool empty() const { return width <= 0 || height <= 0; }
-    constexpr bool operator==(const Size& o) const { return width == o.width && height == o.height; }
+    constexpr bool operator==(const Size& o) const {
+        return width == o.width && height == o.height;
+    }
     constexpr bool operator!=(const Size& o) const { return !(*this == o); }
 };
 

@@ -7,13 +7,13 @@ namespace zq {
 enum Status {
     ZQ_STATUS_OK = 0,
     ZQ_STATUS_ERROR = 1,
-    ZQ_STATUS_ASSERTION_FAILED = 2,   ///< a broken precondition (ZQ_ASSERT)
-    ZQ_STATUS_OUT_OF_MEMORY = 3,      ///< an allocation failed
-    ZQ_STATUS_NULL_POINTER = 4,       ///< a required pointer is null
-    ZQ_STATUS_OUT_OF_RANGE = 5,       ///< a numeric parameter is out of range
-    ZQ_STATUS_INVALID_PARAMETER = 6,  ///< a parameter is not an allowed value
-    ZQ_STATUS_NOT_INITIALIZED = 7,    ///< the object was not configured
-    ZQ_STATUS_UNSUPPORTED_FORMAT = 8, ///< the frame format is not handled here
+    ZQ_STATUS_ASSERTION_FAILED = 2,    ///< a broken precondition (ZQ_ASSERT)
+    ZQ_STATUS_OUT_OF_MEMORY = 3,       ///< an allocation failed
+    ZQ_STATUS_NULL_POINTER = 4,        ///< a required pointer is null
+    ZQ_STATUS_OUT_OF_RANGE = 5,        ///< a numeric parameter is out of range
+    ZQ_STATUS_INVALID_PARAMETER = 6,   ///< a parameter is not an allowed value
+    ZQ_STATUS_NOT_INITIALIZED = 7,     ///< the object was not configured
+    ZQ_STATUS_UNSUPPORTED_FORMAT = 8,  ///< the frame format is not handled here
     ZQ_STATUS_NOT_IMPLEMENTED = 9,
     ZQ_STATUS_INVALID_STATE = 10,
     ZQ_STATUS_IO_ERROR = 11,

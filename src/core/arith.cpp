@@ -25,8 +25,12 @@ void applyConstant(const float* values, unsigned char* data, ptrdiff_t stride, R
     }
 }
 
-float add(float a, float b) { return a + b; }
-float mul(float a, float b) { return a * b; }
+float add(float a, float b) {
+    return a + b;
+}
+float mul(float a, float b) {
+    return a * b;
+}
 
 }  // namespace
 

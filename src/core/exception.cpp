@@ -6,8 +6,8 @@
 
 namespace zq {
 
-Exception::Exception(const Exception* cause, Status status, const char* function,
-                     const char* file, int line, const char* format, ...) noexcept
+Exception::Exception(const Exception* cause, Status status, const char* function, const char* file,
+                     int line, const char* format, ...) noexcept
     : _status(status), _function(function), _file(file), _line(line) {
     (void)cause;  // the wrapped text reaches the message through the format's argument
     _message[0] = '\0';
@@ -21,6 +21,8 @@ Exception::Exception(const Exception* cause, Status status, const char* function
 
 Exception::~Exception() = default;
 
-const char* Exception::what() const noexcept { return _message; }
+const char* Exception::what() const noexcept {
+    return _message;
+}
 
 }  // namespace zq

@@ -76,7 +76,9 @@ uint32_t roundUp(uint64_t value, uint32_t multiple) {
 // Packed 4:2:2 rows are stepped through 2 bytes per pixel by format conversion,
 // but gathered as 3-byte and 4-byte elements by the scalers: their rows leave
 // room for 4 bytes per pixel.
-bool isPacked422(FrameFormat format) { return format == ZQ_FRAME_YUYV || format == ZQ_FRAME_UYVY; }
+bool isPacked422(FrameFormat format) {
+    return format == ZQ_FRAME_YUYV || format == ZQ_FRAME_UYVY;
+}
 
 }  // namespace
 
@@ -88,7 +90,9 @@ const char* toString(FrameFormat format) {
 
 // ---------------------------------------------------------------- FrameLayout
 
-FrameLayout::FrameLayout() { std::memset(static_cast<void*>(this), 0, sizeof(*this)); }
+FrameLayout::FrameLayout() {
+    std::memset(static_cast<void*>(this), 0, sizeof(*this));
+}
 
 FrameLayout::FrameLayout(FrameFormat fmt, Size sz, unsigned align) : FrameLayout() {
     const FormatSpec* spec = findFormat(fmt);
@@ -114,7 +118,9 @@ FrameLayout::FrameLayout(FrameFormat fmt, Size sz, unsigned align) : FrameLayout
     }
 }
 
-void FrameLayout::clear() { *this = FrameLayout(); }
+void FrameLayout::clear() {
+    *this = FrameLayout();
+}
 
 // -------------------------------------------------------------- DeviceContext
 
@@ -124,7 +130,9 @@ DeviceContext::DeviceContext(uint32_t type, uint32_t id, std::shared_ptr<void> o
 DeviceContext::DeviceContext(const DeviceContext&) = default;
 DeviceContext& DeviceContext::operator=(const DeviceContext&) = default;
 DeviceContext::~DeviceContext() = default;
-DeviceContext DeviceContext::cpuContext() { return DeviceContext(); }
+DeviceContext DeviceContext::cpuContext() {
+    return DeviceContext();
+}
 
 // --------------------------------------------------------------------- Buffer
 
@@ -133,7 +141,9 @@ Buffer::Buffer() : _data(nullptr), _size(0), _capacity(0), _block(nullptr) {}
 Buffer::Buffer(const DeviceContext& context)
     : _context(context), _data(nullptr), _size(0), _capacity(0), _block(nullptr) {}
 
-Buffer::~Buffer() { clear(); }
+Buffer::~Buffer() {
+    clear();
+}
 
 void Buffer::resize(unsigned bytes, bool flag) {
     (void)flag;

@@ -8,11 +8,15 @@ namespace zq {
 uint32_t tensorElementBytes(TensorDataType type) {
     switch (type) {
         case TENSOR_INT8:
-        case TENSOR_UINT8: return 1;
-        case TENSOR_FLOAT_16: return 2;
+        case TENSOR_UINT8:
+            return 1;
+        case TENSOR_FLOAT_16:
+            return 2;
         case TENSOR_INT32:
-        case TENSOR_FLOAT_32: return 4;
-        default: return 0;
+        case TENSOR_FLOAT_32:
+            return 4;
+        default:
+            return 0;
     }
 }
 

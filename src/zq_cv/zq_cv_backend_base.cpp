@@ -129,6 +129,8 @@ int CvBackendBase::getIntProperty(int id) const {
     return id == ZQ_CV_PROPERTY_RESIZE_METHOD ? _resize_method : -1;
 }
 
-DeviceContext CvBackendBase::getDeviceContext() const { return DeviceContext(); }
+DeviceContext CvBackendBase::getDeviceContext() const {
+    return DeviceContext();
+}
 
 }  // namespace zq

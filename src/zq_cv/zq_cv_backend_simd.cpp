@@ -17,7 +17,9 @@ Frame regionOf(const Frame& frame, Rect region) {
 }
 
 // Plane address and stride; a plane the frame does not have gives null and 0.
-uint8_t* plane(const Frame& frame, int p) { return frame.data(p); }
+uint8_t* plane(const Frame& frame, int p) {
+    return frame.data(p);
+}
 size_t stride(const Frame& frame, int p) {
     return p < frame.layout().plane_count ? size_t(frame.layout().planes[p].stride) : 0;
 }
@@ -32,8 +34,12 @@ bool isDense(const Frame& frame) {
     return true;
 }
 
-float* floats(uint8_t* bytes) { return reinterpret_cast<float*>(bytes); }
-const float* floats(const uint8_t* bytes) { return reinterpret_cast<const float*>(bytes); }
+float* floats(uint8_t* bytes) {
+    return reinterpret_cast<float*>(bytes);
+}
+const float* floats(const uint8_t* bytes) {
+    return reinterpret_cast<const float*>(bytes);
+}
 
 // Byte <-> float over the range 0..255, as one run per plane when both frames
 // are dense, otherwise row by row.
@@ -86,7 +92,9 @@ int CvBackendSimd::getIntProperty(int id) const {
     return id == ZQ_CV_PROPERTY_RESIZE_METHOD ? _resize_method : -1;
 }
 
-DeviceContext CvBackendSimd::getDeviceContext() const { return DeviceContext(); }
+DeviceContext CvBackendSimd::getDeviceContext() const {
+    return DeviceContext();
+}
 
 // ------------------------------------------------------------------ colorCvt
 
@@ -113,7 +121,9 @@ void CvBackendSimd::colorCvt(const Frame& src, Frame& dst, Rect src_roi) {
         this->colorCvt(src_region, _tmp_frame, Rect());
         this->colorCvt(_tmp_frame, dst, Rect());
     };
-    auto copyLuma = [&] { Simd::copyPlane(plane(s, 0), stride(s, 0), W, H, 1, plane(dst, 0), stride(dst, 0)); };
+    auto copyLuma = [&] {
+        Simd::copyPlane(plane(s, 0), stride(s, 0), W, H, 1, plane(dst, 0), stride(dst, 0));
+    };
 
     switch (src.format()) {
         case ZQ_FRAME_GRAY8:
@@ -133,9 +143,14 @@ void CvBackendSimd::colorCvt(const Frame& src, Frame& dst, Rect src_roi) {
                     Simd::swapChannels3(plane(s, 0), W, H, stride(s, 0), plane(dst, 0),
                                         stride(dst, 0));
                     return;
-                case ZQ_FRAME_BGR32F: elementwise(s, dst, true); return;
-                case ZQ_FRAME_BGR32F_PLANAR: twoStage(ZQ_FRAME_RGB24_PLANAR); return;
-                default: break;
+                case ZQ_FRAME_BGR32F:
+                    elementwise(s, dst, true);
+                    return;
+                case ZQ_FRAME_BGR32F_PLANAR:
+                    twoStage(ZQ_FRAME_RGB24_PLANAR);
+                    return;
+                default:
+                    break;
             }
             break;
         case ZQ_FRAME_RGB24_PLANAR:
@@ -183,67 +198,87 @@ void CvBackendSimd::colorCvt(const Frame& src, Frame& dst, Rect src_roi) {
                     const Frame& t = _tmp_frame;
                     Simd::bgrToI420(plane(s, 0), W, H, stride(s, 0), plane(t, 0), stride(t, 0),
                                     plane(t, 1), stride(t, 1), plane(t, 2), stride(t, 2));
-                    Simd::copyPlane(plane(t, 0), stride(t, 0), size_t(t.width()), size_t(t.height()),
-                                    1, plane(dst, 0), stride(dst, 0));
-                    Simd::mergeUv(plane(t, 1), stride(t, 1), plane(t, 2), stride(t, 2), W / 2, H / 2,
-                                  plane(dst, 1), stride(dst, 1));
+                    Simd::copyPlane(plane(t, 0), stride(t, 0), size_t(t.width()),
+                                    size_t(t.height()), 1, plane(dst, 0), stride(dst, 0));
+                    Simd::mergeUv(plane(t, 1), stride(t, 1), plane(t, 2), stride(t, 2), W / 2,
+                                  H / 2, plane(dst, 1), stride(dst, 1));
                     return;
                 }
-                case ZQ_FRAME_YUV24: twoStage(ZQ_FRAME_YUV444_PLANAR); return;
+                case ZQ_FRAME_YUV24:
+                    twoStage(ZQ_FRAME_YUV444_PLANAR);
+                    return;
                 case ZQ_FRAME_YUV444_PLANAR:
                     Simd::bgrToYuv444Planar(plane(s, 0), W, H, stride(s, 0), plane(dst, 0),
                                             stride(dst, 0), plane(dst, 1), stride(dst, 1),
                                             plane(dst, 2), stride(dst, 2));
                     return;
-                case ZQ_FRAME_BGR32F: elementwise(s, dst, true); return;
-                case ZQ_FRAME_BGR32F_PLANAR: twoStage(ZQ_FRAME_BGR24_PLANAR); return;
-                default: break;
+                case ZQ_FRAME_BGR32F:
+                    elementwise(s, dst, true);
+                    return;
+                case ZQ_FRAME_BGR32F_PLANAR:
+                    twoStage(ZQ_FRAME_BGR24_PLANAR);
+                    return;
+                default:
+                    break;
             }
             break;
         case ZQ_FRAME_I420:
             ZQ_ASSERT(src_region.width() % 2 == 0 && src_region.height() % 2 == 0);
             switch (dst_format) {
-                case ZQ_FRAME_GRAY8: copyLuma(); return;
+                case ZQ_FRAME_GRAY8:
+                    copyLuma();
+                    return;
                 case ZQ_FRAME_BGR24:
                     Simd::i420ToBgr(plane(s, 0), stride(s, 0), plane(s, 1), stride(s, 1),
                                     plane(s, 2), stride(s, 2), W, H, plane(dst, 0), stride(dst, 0));
                     return;
                 case ZQ_FRAME_NV12:
                     copyLuma();
-                    Simd::mergeUv(plane(s, 1), stride(s, 1), plane(s, 2), stride(s, 2), W / 2, H / 2,
-                                  plane(dst, 1), stride(dst, 1));
+                    Simd::mergeUv(plane(s, 1), stride(s, 1), plane(s, 2), stride(s, 2), W / 2,
+                                  H / 2, plane(dst, 1), stride(dst, 1));
                     return;
-                default: break;
+                default:
+                    break;
             }
             break;
         case ZQ_FRAME_NV12:
             ZQ_ASSERT(src_region.width() % 2 == 0 && src_region.height() % 2 == 0);
             switch (dst_format) {
-                case ZQ_FRAME_GRAY8: copyLuma(); return;
-                case ZQ_FRAME_BGR24: twoStage(ZQ_FRAME_I420); return;
+                case ZQ_FRAME_GRAY8:
+                    copyLuma();
+                    return;
+                case ZQ_FRAME_BGR24:
+                    twoStage(ZQ_FRAME_I420);
+                    return;
                 case ZQ_FRAME_I420:
                     copyLuma();
                     Simd::splitUv(plane(s, 1), stride(s, 1), W / 2, H / 2, plane(dst, 1),
                                   stride(dst, 1), plane(dst, 2), stride(dst, 2));
                     return;
-                default: break;
+                default:
+                    break;
             }
             break;
         case ZQ_FRAME_YUV24:
             switch (dst_format) {
                 case ZQ_FRAME_GRAY8:
-                case ZQ_FRAME_BGR24: twoStage(ZQ_FRAME_YUV444_PLANAR); return;
+                case ZQ_FRAME_BGR24:
+                    twoStage(ZQ_FRAME_YUV444_PLANAR);
+                    return;
                 case ZQ_FRAME_YUV444_PLANAR:
                     Simd::splitChannels3(plane(s, 0), stride(s, 0), W, H, plane(dst, 0),
                                          stride(dst, 0), plane(dst, 1), stride(dst, 1),
                                          plane(dst, 2), stride(dst, 2));
                     return;
-                default: break;
+                default:
+                    break;
             }
             break;
         case ZQ_FRAME_YUV444_PLANAR:
             switch (dst_format) {
-                case ZQ_FRAME_GRAY8: copyLuma(); return;
+                case ZQ_FRAME_GRAY8:
+                    copyLuma();
+                    return;
                 case ZQ_FRAME_BGR24:
                     Simd::yuv444PlanarToBgr(plane(s, 0), stride(s, 0), plane(s, 1), stride(s, 1),
                                             plane(s, 2), stride(s, 2), W, H, plane(dst, 0),
@@ -254,25 +289,40 @@ void CvBackendSimd::colorCvt(const Frame& src, Frame& dst, Rect src_roi) {
                                          plane(s, 2), stride(s, 2), W, H, plane(dst, 0),
                                          stride(dst, 0));
                     return;
-                default: break;
+                default:
+                    break;
             }
             break;
         case ZQ_FRAME_BGR32F:
             switch (dst_format) {
                 case ZQ_FRAME_RGB24:
-                case ZQ_FRAME_BGR24: elementwise(s, dst, false); return;
-                case ZQ_FRAME_RGB24_PLANAR: twoStage(ZQ_FRAME_RGB24); return;
-                case ZQ_FRAME_BGR24_PLANAR: twoStage(ZQ_FRAME_BGR24); return;
-                default: break;
+                case ZQ_FRAME_BGR24:
+                    elementwise(s, dst, false);
+                    return;
+                case ZQ_FRAME_RGB24_PLANAR:
+                    twoStage(ZQ_FRAME_RGB24);
+                    return;
+                case ZQ_FRAME_BGR24_PLANAR:
+                    twoStage(ZQ_FRAME_BGR24);
+                    return;
+                default:
+                    break;
             }
             break;
         case ZQ_FRAME_BGR32F_PLANAR:
             switch (dst_format) {
-                case ZQ_FRAME_RGB24: twoStage(ZQ_FRAME_RGB24_PLANAR); return;
-                case ZQ_FRAME_BGR24: twoStage(ZQ_FRAME_BGR24_PLANAR); return;
+                case ZQ_FRAME_RGB24:
+                    twoStage(ZQ_FRAME_RGB24_PLANAR);
+                    return;
+                case ZQ_FRAME_BGR24:
+                    twoStage(ZQ_FRAME_BGR24_PLANAR);
+                    return;
                 case ZQ_FRAME_RGB24_PLANAR:
-                case ZQ_FRAME_BGR24_PLANAR: elementwise(s, dst, false); return;
-                default: break;
+                case ZQ_FRAME_BGR24_PLANAR:
+                    elementwise(s, dst, false);
+                    return;
+                default:
+                    break;
             }
             break;
         default:
@@ -307,9 +357,8 @@ void CvBackendSimd::resize(const Frame& src, Frame& dst, Rect src_roi, Rect dst_
                               size_t(dp.height), sp.channels, channel_type, method));
         // Float planes have no area resizer.
         if (!resizer)
-            ZQ_THROW(ZQ_STATUS_UNSUPPORTED_FORMAT,
-                     "resize: Unsupported method %u for format %s.", unsigned(_resize_method),
-                     toString(src.format()));
+            ZQ_THROW(ZQ_STATUS_UNSUPPORTED_FORMAT, "resize: Unsupported method %u for format %s.",
+                     unsigned(_resize_method), toString(src.format()));
         resizer->run(plane(src_region, p), stride(src_region, p), plane(dst_region, p),
                      stride(dst_region, p));
     }

@@ -33,7 +33,7 @@ using ConvertRowFunction = void (*)(const RowData* const* rows, RowData& dst, in
                                     const ImplFormatConverter& impl);
 
 class ImplFormatConverter {
-  public:
+public:
     /// Everything zero: no function chosen, not initialized.
     ImplFormatConverter();
 
@@ -55,7 +55,7 @@ class ImplFormatConverter {
     const FormatInfo& srcInfo() const { return _src_info; }
     const FormatInfo& dstInfo() const { return _dst_info; }
 
-  private:
+private:
     FormatInfo _src_info;
     FormatInfo _dst_info;
     int32_t _width;

@@ -14,7 +14,9 @@ namespace {
 const Frame g_empty_frame;
 }
 
-const Frame& emptyFrame() { return g_empty_frame; }
+const Frame& emptyFrame() {
+    return g_empty_frame;
+}
 
 RowCopier::RowCopier() : _p_source(nullptr) {}
 RowCopier::~RowCopier() {}
@@ -39,9 +41,13 @@ void RowCopier::clear() {
     _p_source = nullptr;
 }
 
-bool RowCopier::initialized() const { return _p_source != nullptr || _reader.height() != 0; }
+bool RowCopier::initialized() const {
+    return _p_source != nullptr || _reader.height() != 0;
+}
 
-FrameLayout& RowCopier::layout() { return _layout; }
+FrameLayout& RowCopier::layout() {
+    return _layout;
+}
 
 void RowCopier::produce(RowData& row) {
     if (_p_source)
@@ -50,6 +56,8 @@ void RowCopier::produce(RowData& row) {
         copyRowData(_layout, _reader.rows(), row);
 }
 
-bool RowCopier::next() { return _p_source ? _p_source->next() : _reader.next(); }
+bool RowCopier::next() {
+    return _p_source ? _p_source->next() : _reader.next();
+}
 
 }  // namespace zq

@@ -22,7 +22,9 @@ struct Scaler::State {
 
 Scaler::Scaler() : _p_state(new State) {}
 
-Scaler::~Scaler() { delete _p_state; }
+Scaler::~Scaler() {
+    delete _p_state;
+}
 
 // Picks and configures the stage for `method` and the axes that change; the
 // source is a frame or a producer. Returns null for an unknown method, before
@@ -103,12 +105,20 @@ void Scaler::reuse(IRowProducer& src_producer, Size dst_size, ScaleMethod method
     s._p_active = stage;
 }
 
-bool Scaler::initialized() const { return _p_state->_p_active == nullptr; }
+bool Scaler::initialized() const {
+    return _p_state->_p_active == nullptr;
+}
 
-FrameLayout& Scaler::layout() { return _p_state->_p_active->layout(); }
+FrameLayout& Scaler::layout() {
+    return _p_state->_p_active->layout();
+}
 
-void Scaler::produce(RowData& row) { _p_state->_p_active->produce(row); }
+void Scaler::produce(RowData& row) {
+    _p_state->_p_active->produce(row);
+}
 
-bool Scaler::next() { return _p_state->_p_active->next(); }
+bool Scaler::next() {
+    return _p_state->_p_active->next();
+}
 
 }  // namespace zq

@@ -13,7 +13,7 @@ void BM_BaseColorCvt(benchmark::State& state, zq::FrameFormat from, zq::FrameFor
     zqbench::runAgainstMemcpy(state, op, zqbench::pixelBytes(src) + zqbench::pixelBytes(dst));
 }
 
-#define ZQ_CVT_BENCH(from, to)                                                       \
+#define ZQ_CVT_BENCH(from, to)                                                                 \
     BENCHMARK_CAPTURE(BM_BaseColorCvt, from##_to_##to, zq::ZQ_FRAME_##from, zq::ZQ_FRAME_##to) \
         ->Unit(benchmark::kMillisecond)
 
@@ -32,7 +32,8 @@ void BM_BaseConvert(benchmark::State& state) {
     auto op = [&] { backend.convert(src, dst, zq::emptyRoi()); };
     zqbench::runAgainstMemcpy(state, op, zqbench::pixelBytes(src) + zqbench::pixelBytes(dst));
 }
-BENCHMARK(BM_BaseConvert)->Name("BM_BaseConvert/BGR24_1920x1080_to_I420_1280x720")
+BENCHMARK(BM_BaseConvert)
+    ->Name("BM_BaseConvert/BGR24_1920x1080_to_I420_1280x720")
     ->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -17,12 +17,12 @@ void BM_Scaler(benchmark::State& state, zq::FrameFormat format, zq::ScaleMethod 
     zqbench::runAgainstMemcpy(state, op, zqbench::pixelBytes(src) + zqbench::pixelBytes(dst));
 }
 
-#define ZQ_SCALER_BENCH(fmt, method, w, h)                                                    \
+#define ZQ_SCALER_BENCH(fmt, method, w, h)                                                   \
     BENCHMARK_CAPTURE(BM_Scaler, fmt##_##method##_##w##x##h, zq::ZQ_FRAME_##fmt, zq::method, \
-                      zq::Size(w, h))                                                         \
+                      zq::Size(w, h))                                                        \
         ->Unit(benchmark::kMillisecond)
 
-#define ZQ_SCALER_BENCH_SIZES(fmt, method) \
+#define ZQ_SCALER_BENCH_SIZES(fmt, method)   \
     ZQ_SCALER_BENCH(fmt, method, 1280, 720); \
     ZQ_SCALER_BENCH(fmt, method, 960, 540)
 

@@ -34,37 +34,66 @@ constexpr uint32_t kHalfSubnormalMax = 0x3FF;
 constexpr uint32_t kRebiasedFiniteMax = 0x23BFF;
 constexpr int kMantissaDrop = 23 - 10;  // float mantissa bits that a half doesn't have
 
-// Exact: normal and special patterns by shifting into place (infinities and NaNs move on to
-// exponent 255, payload on top), zero and subnormals as m * 2^-24 in float.
-inline float halfToFloatValue(uint16_t h) {
-    uint32_t m = h & 0x7FFFu;
-    if (m > kHalfSubnormalMax) m += kBiasStep;
-    if (m > kRebiasedFiniteMax) m += kBiasStep;
-    uint32_t bits;
-    if (m > kHalfSubnormalMax)
-        bits = m << kMantissaDrop;
-    else
-        bits = floatBits(static_cast<float>(m) * 0x1p-24f);  // 5.9604645e-8
-    return bitsFloat(bits | (static_cast<uint32_t>(h >> 15) << 31));
+// `condition ? a : b` through a mask, which keeps the compiler from turning the choice back into
+// a branch around the costlier candidate: both are computed for every element.
+inline uint32_t select(bool condition, uint32_t a, uint32_t b) {
+    const uint32_t mask = 0u - static_cast<uint32_t>(condition);
+    return (a & mask) | (b & ~mask);
 }
 
-// Truncating, from the bit pattern. No rounding anywhere: the dropped bits are lost.
+// Exact: normal and special patterns by shifting into place (infinities and NaNs move on to
+// exponent 255, payload on top), zero and subnormals as m * 2^-24 in float.
+//
+// Written without branches: both candidates are computed and one is selected, so that a block of
+// four becomes a few vector operations. The choices test the exponent field for equality only,
+// which every vector unit does on 32-bit lanes.
+inline float halfToFloatValue(uint16_t h) {
+    const uint32_t hw = h;  // widened first, so that every step works on 32-bit lanes
+    const uint32_t m0 = hw & 0x7FFFu;
+    const uint32_t exponent = hw & 0x7C00u;
+    // The steps above, folded: m0 > 0x3FF exactly when the exponent field isn't 0, and the
+    // rebiased pattern passes 0x23BFF exactly when that field is 31 (m0 > 0x7BFF). Each step
+    // adds 0x1C000 << 13 = 0x38000000 once the pattern is shifted into place.
+    const uint32_t rebias = 0x38000000u + select(exponent == 0x7C00u, 0x38000000u, 0);
+    const uint32_t shifted = (m0 << kMantissaDrop) + rebias;
+    const uint32_t scaled =
+        floatBits(static_cast<float>(static_cast<int32_t>(m0)) * 0x1p-24f);  // 5.9604645e-8
+    const uint32_t bits = select(exponent != 0, shifted, scaled);
+    return bitsFloat(bits | ((hw >> 15) << 31));
+}
+
+// Truncating, from the bit pattern. No rounding anywhere: the dropped bits are lost. Branch-free
+// like halfToFloatValue; the magnitude is below 2^31, so signed compares serve.
 inline uint16_t floatToHalfValue(float f) {
     const uint32_t x = floatBits(f);
-    uint32_t a = x & 0x7FFFFFFFu;
-    if (a <= 0x387FFFFFu) {
-        // Below 2^-14, the smallest normal half: scale by 2^37 = 2^24 * 2^13 and truncate, which
-        // leaves the subnormal mantissa in bits 13 and up. Exact, and below 2^23.
-        a = static_cast<uint32_t>(truncToInt32(bitsFloat(a) * 0x1p37f));  // 137438953472.0
-    }
-    // Finite magnitudes above 65504 (0x477FE000), the largest half, become infinity.
-    if (a >= 0x477FE001u && a <= 0x7F7FFFFFu) a = 0x7F800000u;
+    const int32_t a0 = static_cast<int32_t>(x & 0x7FFFFFFFu);
+    // Below 2^-14, the smallest normal half: scale by 2^37 = 2^24 * 2^13 and truncate, which
+    // leaves the subnormal mantissa in bits 13 and up. Exact, and below 2^23, so the conversion
+    // is in range; other magnitudes feed it 0 instead, keeping every lane in range too.
+    const bool small = a0 <= 0x387FFFFF;
+    const float small_value = bitsFloat(select(small, static_cast<uint32_t>(a0), 0));
+    const int32_t subnormal = static_cast<int32_t>(small_value * 0x1p37f);  // 137438953472.0
+    uint32_t a = select(small, static_cast<uint32_t>(subnormal), static_cast<uint32_t>(a0));
+    // Finite magnitudes above 65504 (0x477FE000), the largest half, become infinity. a is below
+    // 2^31 here, so the int32 views compare as the values do.
+    const int32_t s = static_cast<int32_t>(a);
+    a = select(s >= 0x477FE001 && s <= 0x7F7FFFFF, 0x7F800000u, a);
     // A NaN whose payload lies only in the dropped bits keeps the lowest half mantissa bit.
-    if (a >= 0x7F800001u && a <= 0x7F801FFFu) a = 0x7F802000u;
-    a >>= kMantissaDrop;
-    if (a > kRebiasedFiniteMax) a -= kBiasStep;  // exponent 255 back to 143 ...
-    if (a > kHalfSubnormalMax) a -= kBiasStep;   // ... and all normals from bias 127 to 15
-    return static_cast<uint16_t>(a | ((x >> 16) & 0x8000u));
+    a = select(s >= 0x7F800001 && s <= 0x7F801FFF, 0x7F802000u, a);
+    int32_t r = static_cast<int32_t>(a >> kMantissaDrop);
+    r -= r > int32_t{kRebiasedFiniteMax} ? int32_t{kBiasStep} : 0;  // exponent 255 back to 143 ...
+    r -= r > int32_t{kHalfSubnormalMax} ? int32_t{kBiasStep} : 0;   // ... all normals to bias 15
+    return static_cast<uint16_t>(static_cast<uint32_t>(r) | ((x >> 16) & 0x8000u));
+}
+
+// True when k * x is exact in float for every byte x: k is zero, or a normal number far from
+// both ends of the range whose significand has at most 16 bits (the low 8 of its 23 stored
+// bits clear), so that the product of significands fits 24 bits. Then the fused k * x + lower
+// and the plain product followed by the sum round once, at the same place: they are equal.
+bool exactByteProducts(float k) {
+    if (k == 0.0f) return true;
+    const float magnitude = std::fabs(k);
+    return magnitude >= 0x1p-100f && magnitude <= 0x1p100f && (floatBits(k) & 0xFFu) == 0;
 }
 
 }  // namespace
@@ -73,6 +102,12 @@ void bytesToFloat(const uint8_t* src, size_t count, const float* lower, const fl
                   float* dst) {
     const float lo = *lower;
     const float k = (*upper - lo) / 255.0f;  // 1.0 for the bounds 0 and 255: values pass as is
+    if (exactByteProducts(k)) {
+        // The usual case: one rounding, on the sum, without a call to fmaf (which x86-64 without
+        // FMA instructions makes into a library call per element).
+        mapBy4(count, dst, [=](size_t i) { return k * static_cast<float>(src[i]) + lo; });
+        return;
+    }
     mapBy4(count, dst, [=](size_t i) { return std::fmaf(k, static_cast<float>(src[i]), lo); });
 }
 
@@ -81,6 +116,19 @@ void floatToBytes(const float* src, size_t count, const float* lower, const floa
     const float lo = *lower, hi = *upper;
     const float range = hi - lo;
     const float k = 255.0f / range;
+    if (std::isfinite(lo) && std::isfinite(hi) && range > 0.0f && std::isfinite(k) &&
+        k * range < 0x1p31f) {
+        // Finite bounds in order: x is held to [lower, upper], so t lies in [0, range] and k * t
+        // in [0, k * range], below 2^31. There a plain conversion to int32 truncates exactly as
+        // the saturating one does, and selects stand in for the branches.
+        mapBy4(count, dst, [=](size_t i) {
+            const float v = src[i];
+            const float x = lo < v ? v : lo;  // NaN fails the test and becomes lo
+            const float t = bitsFloat(select(hi > x, floatBits(x - lo), floatBits(range)));
+            return static_cast<uint8_t>(static_cast<int32_t>(k * t));
+        });
+        return;
+    }
     mapBy4(count, dst, [=](size_t i) {
         float x = src[i];
         if (!(lo < x)) x = lo;  // also NaN

@@ -9,7 +9,7 @@
 namespace Simd {
 
 class Deletable {
-  public:
+public:
     virtual ~Deletable() {}
 };
 
@@ -82,14 +82,14 @@ struct AlignedArray {
 };
 
 class Resizer : private Deletable {
-  public:
+public:
     explicit Resizer(const ResizerParam& param) : _param(param) {}
     ~Resizer() override {}
 
     // Strides are in bytes for every class. `src` and `dst` hold the sizes given to makeResizer.
     virtual void run(const uint8_t* src, size_t src_stride, uint8_t* dst, size_t dst_stride) = 0;
 
-  protected:
+protected:
     ResizerParam _param;
 };
 
@@ -104,11 +104,11 @@ namespace Base {
 // Bilinear on 8-bit data: 4 fraction bits on each axis, one rounding at the end. The vertical
 // tables are made by the constructor, the horizontal ones and the row buffers at the first run.
 class ResizerByteBilinear : public Resizer {
-  public:
+public:
     explicit ResizerByteBilinear(const ResizerParam& param);
     void run(const uint8_t* src, size_t src_stride, uint8_t* dst, size_t dst_stride) override;
 
-  private:
+private:
     AlignedArray<int32_t> _x_weight;       // weight of the right neighbour, 0..16, per element
     AlignedArray<int32_t> _x_index;        // element offset of the left neighbour in a source row
     AlignedArray<int32_t> _y_weight;       // weight of the lower row, 0..16
@@ -119,11 +119,11 @@ class ResizerByteBilinear : public Resizer {
 // Area average on 8-bit data of 1 to 4 channels: 11 + 11 fraction bits, one rounding at the end.
 // All tables are made by the constructor; run writes no member.
 class ResizerByteArea : public Resizer {
-  public:
+public:
     explicit ResizerByteArea(const ResizerParam& param);
     void run(const uint8_t* src, size_t src_stride, uint8_t* dst, size_t dst_stride) override;
 
-  private:
+private:
     // Entry i describes the boundary between destination pixels i - 1 and i, so each table has
     // one entry more than destination pixels on its axis.
     AlignedArray<int32_t> _x_weight;
@@ -134,14 +134,14 @@ class ResizerByteArea : public Resizer {
 
 // Bilinear on 32-bit float data with fused multiply-adds, under one of three mappings.
 class ResizerFloatBilinear : public Resizer {
-  public:
+public:
     explicit ResizerFloatBilinear(const ResizerParam& param);
     // Reinterprets the pointers as floats and the byte strides as float strides (stride >> 2).
     void run(const uint8_t* src, size_t src_stride, uint8_t* dst, size_t dst_stride) override;
     // Strides in floats.
     virtual void run(const float* src, size_t src_stride, float* dst, size_t dst_stride);
 
-  private:
+private:
     AlignedArray<int32_t> _x_index;      // element offset of the left neighbour in a source row
     AlignedArray<int32_t> _y_index;      // upper source row
     AlignedArray<float> _x_weight;       // weight of the right neighbour, 0.0..1.0

@@ -60,22 +60,26 @@ void resizeArea(const ResizerParam& p, const AreaTables& t, const uint8_t* src, 
             const int32_t x0 = t.x_index[dx], x1 = t.x_index[dx + 1];
             const uint32_t wx0 = static_cast<uint32_t>(t.x_weight[dx]);
             const uint32_t wx1 = static_cast<uint32_t>(t.x_weight[dx + 1]);
-            uint32_t acc[N] = {};
-            for (int32_t y = y0; y <= y1; ++y) {
-                // Row sum: the first pixel with its partial share, the rest whole; the last one
-                // then gives back wx1, leaving its partial share.
+            // Row sum: the first pixel with its partial share, the rest whole; the last one then
+            // gives back wx1, leaving its partial share.
+            uint32_t row[N];
+            auto rowSum = [&](int32_t y) {
                 const uint8_t* s = src + static_cast<size_t>(y) * src_stride;
-                uint32_t row[N];
                 for (int c = 0; c < N; ++c) row[c] = s[x0 * N + c] * wx0;
                 for (int32_t x = x0 + 1; x <= x1; ++x)
                     for (int c = 0; c < N; ++c) row[c] += s[x * N + c] * wx;
                 for (int c = 0; c < N; ++c) row[c] -= s[x1 * N + c] * wx1;
-                // The same for rows.
-                const uint32_t w = y == y0 ? wy0 : wy;
-                for (int c = 0; c < N; ++c) acc[c] += w * row[c];
-                if (y == y1)
-                    for (int c = 0; c < N; ++c) acc[c] -= wy1 * row[c];
+            };
+            // The same for rows: the first row with wy0, the rest with wy; row then holds row y1,
+            // which gives back wy1.
+            uint32_t acc[N];
+            rowSum(y0);
+            for (int c = 0; c < N; ++c) acc[c] = wy0 * row[c];
+            for (int32_t y = y0 + 1; y <= y1; ++y) {
+                rowSum(y);
+                for (int c = 0; c < N; ++c) acc[c] += wy * row[c];
             }
+            for (int c = 0; c < N; ++c) acc[c] -= wy1 * row[c];
             for (int c = 0; c < N; ++c) {
                 const int32_t value = static_cast<int32_t>(acc[c] + kRound);
                 dst[dx * N + c] = static_cast<uint8_t>(value >> kTotalBits);

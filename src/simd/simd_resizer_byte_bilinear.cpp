@@ -55,6 +55,44 @@ void filterRow(const uint8_t* src, const int32_t* index, const int32_t* weight, 
     }
 }
 
+// The same for C channels known at compile time, a pixel at a time. The tables of a pixel's
+// channels hold index + c and one weight (they are filled that way), so the pixel's first entry
+// serves all C, and the neighbour lies a constant C bytes further on.
+template <int C>
+void filterRowC(const uint8_t* src, const int32_t* index, const int32_t* weight, size_t size,
+                int32_t* dst) {
+    for (size_t j = 0; j < size; j += C) {
+        const uint8_t* p = src + index[j];
+        const int32_t w = weight[j];
+        for (int c = 0; c < C; ++c) {
+            const int32_t a = p[c];
+            const int32_t b = p[C + c];
+            dst[j + c] = a * kWhole + w * (b - a);
+        }
+    }
+}
+
+void filterRowAny(const uint8_t* src, const int32_t* index, const int32_t* weight, size_t size,
+                  size_t channels, int32_t* dst) {
+    switch (channels) {
+        case 1:
+            filterRowC<1>(src, index, weight, size, dst);
+            break;
+        case 2:
+            filterRowC<2>(src, index, weight, size, dst);
+            break;
+        case 3:
+            filterRowC<3>(src, index, weight, size, dst);
+            break;
+        case 4:
+            filterRowC<4>(src, index, weight, size, dst);
+            break;
+        default:
+            filterRow(src, index, weight, size, static_cast<ptrdiff_t>(channels), dst);
+            break;
+    }
+}
+
 // The vertical step: plain loops over contiguous words, vectorised. The row buffers never overlap
 // the destination; the kernels stay out of line so that the compiler keeps that fact.
 
@@ -128,9 +166,8 @@ void ResizerByteBilinear::run(const uint8_t* src, size_t src_stride, uint8_t* ds
                 k = 1;
             }
             for (; k < 2; ++k)
-                filterRow(src + static_cast<size_t>(sy + k) * src_stride, _x_index.data,
-                          _x_weight.data, row_size, static_cast<ptrdiff_t>(channels),
-                          k == 0 ? row0 : row1);
+                filterRowAny(src + static_cast<size_t>(sy + k) * src_stride, _x_index.data,
+                             _x_weight.data, row_size, channels, k == 0 ? row0 : row1);
         }
         prev = sy;
         // The full-weight cases read one buffer only: the other may be stale or, in the first

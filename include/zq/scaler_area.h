@@ -16,7 +16,13 @@ public:
     ScalerAreaX(const ScalerAreaX&) = delete;
     ScalerAreaX& operator=(const ScalerAreaX&) = delete;
 
+    /// Configures for `src_frame` at `dst_width`. Asserts "src_frame.initialized()",
+    /// "0 < dst_width" and a precision of 8 or 16. The weight table is rebuilt
+    /// only when the widths change. The format is checked at the first produce():
+    /// ZQ_STATUS_UNSUPPORTED_FORMAT for formats without a kernel, unless the
+    /// width is unchanged (rows are then copied).
     void reuse(const Frame& src_frame, int dst_width, ScalerPrecision precision);
+    /// As above, fed by a producer. Asserts "!src_producer.layout().size.empty()".
     void reuse(IRowProducer& src_producer, int dst_width, ScalerPrecision precision);
     bool initialized() const;
 
@@ -37,7 +43,11 @@ public:
     ScalerAreaY(const ScalerAreaY&) = delete;
     ScalerAreaY& operator=(const ScalerAreaY&) = delete;
 
+    /// Configures for `src_frame` at `dst_height`. Asserts "src_frame.initialized()",
+    /// "0 < dst_height" and a precision of 8 or 16; formats are checked at the
+    /// first produce(), as for ScalerAreaX.
     void reuse(const Frame& src_frame, int dst_height, ScalerPrecision precision);
+    /// As above, fed by a producer. Asserts "!src_producer.layout().size.empty()".
     void reuse(IRowProducer& src_producer, int dst_height, ScalerPrecision precision);
     bool initialized() const;
 
@@ -60,8 +70,10 @@ public:
     scaleAreaXY(const scaleAreaXY&) = delete;
     scaleAreaXY& operator=(const scaleAreaXY&) = delete;
 
-    /// `precision` is checked and otherwise has no effect. Throws
-    /// ZQ_STATUS_UNSUPPORTED_FORMAT when an axis would be enlarged.
+    /// `precision` is checked and otherwise has no effect. Asserts
+    /// "src_frame.initialized()" and "!dst_size.empty()"; throws
+    /// ZQ_STATUS_UNSUPPORTED_FORMAT when an axis would be enlarged. The source
+    /// frame is not owned and must outlive the rows.
     void reuse(const Frame& src_frame, Size dst_size, ScalerPrecision precision);
     bool initialized() const;
 

@@ -95,15 +95,15 @@ FrameLayout::FrameLayout() {
 }
 
 FrameLayout::FrameLayout(FrameFormat fmt, Size sz, unsigned align) : FrameLayout() {
-    const FormatSpec* spec = findFormat(fmt);
-    if (!spec || sz.empty()) return;
+    const FormatSpec* info = findFormat(fmt);
+    if (!info || sz.empty()) return;
     format = fmt;
-    plane_count = spec->plane_count;
+    plane_count = info->plane_count;
     size = sz;
     alignment = align;
     uint64_t offset = 0;
     for (int p = 0; p < plane_count; ++p) {
-        const PlaneSpec& ps = spec->planes[p];
+        const PlaneSpec& ps = info->planes[p];
         PlaneLayout& pl = planes[p];
         pl.width = (sz.width + (1 << ps.x_shift) - 1) >> ps.x_shift;
         pl.height = (sz.height + (1 << ps.y_shift) - 1) >> ps.y_shift;
@@ -291,14 +291,14 @@ Frame getRegion(Frame& frame, Rect region) {
     if (r.empty())
         ZQ_THROW(ZQ_STATUS_OUT_OF_RANGE,
                  "Failure in getRegion(...) : region does not overlap the frame.");
-    const FormatSpec* spec = findFormat(frame.format());
+    const FormatSpec* info = findFormat(frame.format());
     FrameLayout layout(frame.format(), r.size(), 1);
     Frame view(frame);
     for (int p = 0; p < layout.plane_count; ++p) {
         const PlaneLayout& parent = frame._layout.planes[p];
         PlaneLayout& pl = layout.planes[p];
-        const int32_t px = r.x() >> spec->planes[p].x_shift;
-        const int32_t py = r.y() >> spec->planes[p].y_shift;
+        const int32_t px = r.x() >> info->planes[p].x_shift;
+        const int32_t py = r.y() >> info->planes[p].y_shift;
         const uint32_t pixel_bytes = uint32_t(pl.channels) * pl.bits_per_channel / 8;
         const uint32_t offset = uint32_t(py) * uint32_t(parent.stride) + uint32_t(px) * pixel_bytes;
         pl.stride = parent.stride;

@@ -88,20 +88,25 @@ bool applyConstant(Frame& frame, float value, Rect region, ConstantC1 c1, Consta
     }
 }
 
-}  // namespace
+// add and mul take only the extent of the caller's region: the pixels from the
+// frame's top-left corner change, whatever the region's x and y. A region with
+// a non-positive side becomes the whole frame; any other is cropped to the
+// frame (and left empty when it lies outside, which the caller asserts).
+Rect extentFromCorner(Size frame, Rect& src_roi) {
+    if (src_roi.width() > 0 && src_roi.height() > 0)
+        src_roi.crop(frame);
+    else
+        src_roi = Rect(0, 0, frame.width, frame.height);
+    return Rect(0, 0, src_roi.width(), src_roi.height());
+}
 
-// add and mul take only the extent of the caller's region: the pixels from
-// the frame's top-left corner change, whatever the region's x and y.
+}  // namespace
 
 void CvBackendBase::add(Frame& src_dst, float value, Rect src_roi) {
     ZQ_ASSERT(src_dst.initialized());
     ZQ_ASSERT(src_dst.deviceContext() == DeviceContext::cpuContext());
-    Rect region(0, 0, src_dst.width(), src_dst.height());
-    if (src_roi.width() > 0 && src_roi.height() > 0) {
-        src_roi.crop(src_dst.size());
-        ZQ_ASSERT(!src_roi.empty());
-        region = Rect(0, 0, src_roi.width(), src_roi.height());
-    }
+    const Rect region = extentFromCorner(src_dst.size(), src_roi);
+    ZQ_ASSERT(!src_roi.empty());
     if (!applyConstant(src_dst, value, region, addConstant_32f_C1, addConstant_32f_C3))
         ZQ_THROW(ZQ_STATUS_UNSUPPORTED_FORMAT, "ADD error, unsupported data type.");
 }
@@ -109,12 +114,8 @@ void CvBackendBase::add(Frame& src_dst, float value, Rect src_roi) {
 void CvBackendBase::mul(Frame& src_dst, float value, Rect src_roi) {
     ZQ_ASSERT(src_dst.initialized());
     ZQ_ASSERT(src_dst.deviceContext() == DeviceContext::cpuContext());
-    Rect region(0, 0, src_dst.width(), src_dst.height());
-    if (src_roi.width() > 0 && src_roi.height() > 0) {
-        src_roi.crop(src_dst.size());
-        ZQ_ASSERT(!src_roi.empty());
-        region = Rect(0, 0, src_roi.width(), src_roi.height());
-    }
+    const Rect region = extentFromCorner(src_dst.size(), src_roi);
+    ZQ_ASSERT(!src_roi.empty());
     if (!applyConstant(src_dst, value, region, mulConstant_32f_C1, mulConstant_32f_C3))
         ZQ_THROW(ZQ_STATUS_UNSUPPORTED_FORMAT, "MUL error, unsupported data type.");
 }

@@ -167,7 +167,9 @@ public:
     /// Room the memory must leave, for the scalers and kernels that read a
     /// little around a row: 64 bytes before the first row of each plane and
     /// 64 bytes after the end of the last row (the area scalers read one sample
-    /// past a row, the vector bilinear resizer the pixel before a row). For
+    /// past a row, the vector bilinear resizer the pixel before a row; area
+    /// reduction of a sub-sampled format reads chroma rows with the luma row's
+    /// table, up to two luma rows past the last chroma row). For
     /// ZQ_FRAME_YUYV and ZQ_FRAME_UYVY frames that a scaler writes to, each
     /// stride must hold 4 bytes per pixel.
     ///

@@ -48,11 +48,11 @@ void* alignedBlockAllocate(size_t bytes, size_t align);
 // Releases a block from alignedBlockAllocate, given the address it returned (not null).
 void alignedBlockFree(void* data);
 
-// An owned, aligned buffer of 32-bit elements. After a failed allocation `size` is set and `data`
-// stays null: there is no other failure channel.
+// An owned, aligned buffer of 32-bit elements (tables) or 16-bit ones (scratch rows). After a
+// failed allocation `size` is set and `data` stays null: there is no other failure channel.
 template <class T>
 struct AlignedArray {
-    static_assert(sizeof(T) == 4, "tables hold 32-bit integers or floats");
+    static_assert(sizeof(T) == 4 || sizeof(T) == 2, "32-bit tables or 16-bit scratch rows");
 
     T* data = nullptr;
     size_t size = 0;
@@ -74,7 +74,8 @@ struct AlignedArray {
         }
         size = count;
         if (count == 0) return;
-        data = static_cast<T*>(alignedBlockAllocate(alignedRequestBytes(count, align, 4), align));
+        data = static_cast<T*>(
+            alignedBlockAllocate(alignedRequestBytes(count, align, sizeof(T)), align));
     }
 
     T& operator[](size_t i) { return data[i]; }

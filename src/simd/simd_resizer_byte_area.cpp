@@ -5,6 +5,15 @@
 // The sums are taken modulo 2^32 in unsigned words. On a large enlargement the weights grow with
 // 1 / scale and the products wy0 * row(y0) and wy1 * row(y1) may wrap while their difference,
 // the value that counts, doesn't. Only the final word is read as signed.
+//
+// A destination pixel's sum is a double sum over its footprint, sum_y cy(y) * sum_x cx(x) * s(y,
+// x), where each source row and column has one net coefficient: the boundary weight for the first,
+// the whole weight for the others, less the far boundary's weight for the last. Integers modulo
+// 2^32 form a ring, so the order of the products and sums doesn't change the word: run computes
+// the rows' part once per destination row for every source element (a contiguous loop), then each
+// destination pixel's columns from those column sums. Rows and columns at the ends of a footprint
+// whose net coefficient is 0 (a boundary on a pixel edge) are skipped; they add nothing.
+#include <algorithm>
 #include <cmath>
 
 #include "simd_math.h"
@@ -39,53 +48,110 @@ void fillBoundaries(size_t src, size_t dst, int32_t* index, int32_t* weight) {
     }
 }
 
-struct AreaTables {
-    const int32_t* x_index;
-    const int32_t* x_weight;
-    const int32_t* y_index;
-    const int32_t* y_weight;
+// The source pixels under destination pixel i on one axis, as net coefficients: from boundary i to
+// boundary i + 1, the first with the weight of boundary i, the others with the whole weight
+// (entry 0), and the last giving back the weight of boundary i + 1. Zero coefficients at either
+// end are dropped, so `count` may be 0. coef must have room for index[i + 1] - index[i] + 1.
+struct Footprint {
+    int32_t first;  // source pixel of coef[0]
+    int32_t count;
 };
+Footprint footprint(const int32_t* index, const int32_t* weight, size_t i, uint32_t* coef) {
+    const int32_t x0 = index[i], x1 = index[i + 1];
+    const uint32_t whole = static_cast<uint32_t>(weight[0]);
+    int32_t n = 0;
+    for (int32_t x = x0; x <= x1; ++x) {
+        uint32_t c = x == x0 ? static_cast<uint32_t>(weight[i]) : whole;
+        if (x == x1) c -= static_cast<uint32_t>(weight[i + 1]);
+        coef[n++] = c;
+    }
+    int32_t begin = 0;
+    while (begin < n && coef[begin] == 0) ++begin;
+    while (n > begin && coef[n - 1] == 0) --n;
+    if (begin > 0) std::copy(coef + begin, coef + n, coef);
+    return {x0 + begin, n - begin};
+}
 
-// One loop per channel count, so that the N channel sums stay in locals.
-template <int N>
-void resizeArea(const ResizerParam& p, const AreaTables& t, const uint8_t* src, size_t src_stride,
-                uint8_t* dst, size_t dst_stride) {
-    const uint32_t wy = static_cast<uint32_t>(t.y_weight[0]);  // a whole source row
-    const uint32_t wx = static_cast<uint32_t>(t.x_weight[0]);  // a whole source pixel
-    for (size_t dy = 0; dy < p.dst_height; ++dy, dst += dst_stride) {
-        const int32_t y0 = t.y_index[dy], y1 = t.y_index[dy + 1];
-        const uint32_t wy0 = static_cast<uint32_t>(t.y_weight[dy]);
-        const uint32_t wy1 = static_cast<uint32_t>(t.y_weight[dy + 1]);
-        for (size_t dx = 0; dx < p.dst_width; ++dx) {
-            const int32_t x0 = t.x_index[dx], x1 = t.x_index[dx + 1];
-            const uint32_t wx0 = static_cast<uint32_t>(t.x_weight[dx]);
-            const uint32_t wx1 = static_cast<uint32_t>(t.x_weight[dx + 1]);
-            // Row sum: the first pixel with its partial share, the rest whole; the last one then
-            // gives back wx1, leaving its partial share.
-            uint32_t row[N];
-            auto rowSum = [&](int32_t y) {
-                const uint8_t* s = src + static_cast<size_t>(y) * src_stride;
-                for (int c = 0; c < N; ++c) row[c] = s[x0 * N + c] * wx0;
-                for (int32_t x = x0 + 1; x <= x1; ++x)
-                    for (int c = 0; c < N; ++c) row[c] += s[x * N + c] * wx;
-                for (int c = 0; c < N; ++c) row[c] -= s[x1 * N + c] * wx1;
-            };
-            // The same for rows: the first row with wy0, the rest with wy; row then holds row y1,
-            // which gives back wy1.
-            uint32_t acc[N];
-            rowSum(y0);
-            for (int c = 0; c < N; ++c) acc[c] = wy0 * row[c];
-            for (int32_t y = y0 + 1; y <= y1; ++y) {
-                rowSum(y);
-                for (int c = 0; c < N; ++c) acc[c] += wy * row[c];
-            }
-            for (int c = 0; c < N; ++c) acc[c] -= wy1 * row[c];
-            for (int c = 0; c < N; ++c) {
-                const int32_t value = static_cast<int32_t>(acc[c] + kRound);
-                dst[dx * N + c] = static_cast<uint8_t>(value >> kTotalBits);
-            }
+// The rows' part: sums[e] = sum over the footprint's rows of cy * s(y, e), for `size` elements,
+// two rows at a time. Out of line with __restrict: the sums never overlap the source.
+[[gnu::noinline]] void firstRow(const uint8_t* __restrict src, uint32_t coef, size_t size,
+                                uint32_t* __restrict sums) {
+    for (size_t e = 0; e < size; ++e) sums[e] = coef * src[e];
+}
+[[gnu::noinline]] void firstRows(const uint8_t* __restrict src0, const uint8_t* __restrict src1,
+                                 uint32_t coef0, uint32_t coef1, size_t size,
+                                 uint32_t* __restrict sums) {
+    for (size_t e = 0; e < size; ++e) sums[e] = coef0 * src0[e] + coef1 * src1[e];
+}
+[[gnu::noinline]] void addRow(const uint8_t* __restrict src, uint32_t coef, size_t size,
+                              uint32_t* __restrict sums) {
+    for (size_t e = 0; e < size; ++e) sums[e] += coef * src[e];
+}
+[[gnu::noinline]] void addRows(const uint8_t* __restrict src0, const uint8_t* __restrict src1,
+                               uint32_t coef0, uint32_t coef1, size_t size,
+                               uint32_t* __restrict sums) {
+    for (size_t e = 0; e < size; ++e) sums[e] += coef0 * src0[e] + coef1 * src1[e];
+}
+
+// The columns' part of one destination row, N channels: every pixel has K taps, at sums[index[dx]
+// + k * N + c] with weight[k * width + dx]; footprints shorter than K are padded with zero
+// weights. The gather doesn't stop the arithmetic from vectorising.
+template <int N, int K>
+[[gnu::noinline]] void sumColumns(const uint32_t* __restrict sums, const int32_t* __restrict index,
+                                  const uint32_t* __restrict weight, size_t width,
+                                  uint8_t* __restrict dst) {
+    for (size_t dx = 0; dx < width; ++dx) {
+        const uint32_t* s = sums + index[dx];
+        for (int c = 0; c < N; ++c) {
+            uint32_t acc = kRound;
+            for (int k = 0; k < K; ++k) acc += weight[k * width + dx] * s[k * N + c];
+            dst[dx * N + c] = static_cast<uint8_t>(static_cast<int32_t>(acc) >> kTotalBits);
         }
     }
+}
+
+// The same for any number of taps: one tap at a time over the whole row, into `acc`.
+template <int N>
+[[gnu::noinline]] void sumColumnsAny(const uint32_t* __restrict sums,
+                                     const int32_t* __restrict index,
+                                     const uint32_t* __restrict weight, size_t taps, size_t width,
+                                     uint32_t* __restrict acc, uint8_t* __restrict dst) {
+    for (size_t j = 0; j < width * N; ++j) acc[j] = kRound;
+    for (size_t k = 0; k < taps; ++k) {
+        const uint32_t* w = weight + k * width;
+        for (size_t dx = 0; dx < width; ++dx)
+            for (int c = 0; c < N; ++c) acc[dx * N + c] += w[dx] * sums[index[dx] + k * N + c];
+    }
+    for (size_t j = 0; j < width * N; ++j)
+        dst[j] = static_cast<uint8_t>(static_cast<int32_t>(acc[j]) >> kTotalBits);
+}
+
+using SumColumns = void (*)(const uint32_t*, const int32_t*, const uint32_t*, size_t, uint8_t*);
+
+template <int N>
+SumColumns sumColumnsFor(size_t taps) {
+    switch (taps) {
+        case 1:
+            return sumColumns<N, 1>;
+        case 2:
+            return sumColumns<N, 2>;
+        case 3:
+            return sumColumns<N, 3>;
+        case 4:
+            return sumColumns<N, 4>;
+        default:
+            return nullptr;
+    }
+}
+
+// One destination row of N channels from its column sums.
+template <int N>
+void sumRow(const uint32_t* sums, const int32_t* index, const uint32_t* weight, size_t taps,
+            size_t width, uint32_t* acc, uint8_t* dst) {
+    if (const SumColumns kernel = sumColumnsFor<N>(taps))
+        kernel(sums, index, weight, width, dst);
+    else
+        sumColumnsAny<N>(sums, index, weight, taps, width, acc, dst);
 }
 
 }  // namespace
@@ -100,22 +166,89 @@ ResizerByteArea::ResizerByteArea(const ResizerParam& param) : Resizer(param) {
 }
 
 void ResizerByteArea::run(const uint8_t* src, size_t src_stride, uint8_t* dst, size_t dst_stride) {
-    const AreaTables t{_x_index.data, _x_weight.data, _y_index.data, _y_weight.data};
-    switch (_param.channels) {
-        case 1:
-            resizeArea<1>(_param, t, src, src_stride, dst, dst_stride);
-            break;
-        case 2:
-            resizeArea<2>(_param, t, src, src_stride, dst, dst_stride);
-            break;
-        case 3:
-            resizeArea<3>(_param, t, src, src_stride, dst, dst_stride);
-            break;
-        case 4:
-            resizeArea<4>(_param, t, src, src_stride, dst, dst_stride);
-            break;
-        default:
-            break;  // other channel counts leave the destination untouched
+    const size_t channels = _param.channels;
+    const size_t width = _param.dst_width, height = _param.dst_height;
+    if (channels < 1 || channels > 4 || width == 0 || height == 0)
+        return;  // other channel counts leave the destination untouched
+
+    // The column footprints, the same for every row, first as lists of coefficients (a footprint
+    // spans index[i + 1] - index[i] + 1 pixels, so src + dst entries at most), then as K taps per
+    // output element. Scratch that fails to allocate leaves the destination untouched.
+    const int32_t* x_index = _x_index.data;
+    const int32_t* x_weight = _x_weight.data;
+    AlignedArray<int32_t> feet_mem;
+    AlignedArray<uint32_t> coefs;
+    feet_mem.resize(2 * width);
+    coefs.resize(static_cast<size_t>(x_index[width] - x_index[0]) + width + 1);
+    if (!feet_mem.data || !coefs.data) return;
+    Footprint* feet = reinterpret_cast<Footprint*>(feet_mem.data);
+    size_t taps = 1, used_columns = 0;
+    for (size_t dx = 0, start = 0; dx < width; ++dx) {
+        feet[dx] = footprint(x_index, x_weight, dx, coefs.data + start);
+        start += static_cast<size_t>(feet[dx].count);
+        taps = std::max(taps, static_cast<size_t>(feet[dx].count));
+        if (feet[dx].count)
+            used_columns =
+                std::max(used_columns, static_cast<size_t>(feet[dx].first + feet[dx].count));
+    }
+    AlignedArray<int32_t> tap_index;
+    AlignedArray<uint32_t> tap_weight, acc;
+    tap_index.resize(width);
+    tap_weight.resize(taps * width);
+    if (!tap_index.data || !tap_weight.data) return;
+    for (size_t dx = 0, start = 0; dx < width; ++dx) {
+        const Footprint f = feet[dx];
+        tap_index[dx] = static_cast<int32_t>(static_cast<size_t>(f.first) * channels);
+        for (size_t k = 0; k < taps; ++k)
+            tap_weight[k * width + dx] = k < static_cast<size_t>(f.count) ? coefs[start + k] : 0u;
+        start += static_cast<size_t>(f.count);
+    }
+
+    // The column sums of one destination row. The padding taps read up to taps - 1 pixels past
+    // the columns in use, with weight 0: they hold zeros.
+    const size_t row_elements = used_columns * channels;
+    AlignedArray<uint32_t> sums, row_coefs;
+    sums.resize(row_elements + taps * channels);
+    row_coefs.resize(static_cast<size_t>(_y_index[height] - _y_index[0]) + 1);
+    if (taps > 4) acc.resize(width * channels);
+    if (!sums.data || !row_coefs.data || (taps > 4 && !acc.data)) return;
+    std::fill(sums.data, sums.data + sums.size, 0u);
+
+    for (size_t dy = 0; dy < height; ++dy, dst += dst_stride) {
+        const Footprint rows = footprint(_y_index.data, _y_weight.data, dy, row_coefs.data);
+        if (rows.count == 0) std::fill(sums.data, sums.data + row_elements, 0u);
+        for (int32_t k = 0; k < rows.count; k += 2) {
+            const uint8_t* s0 = src + static_cast<size_t>(rows.first + k) * src_stride;
+            const uint32_t c0 = row_coefs[k];
+            if (k + 1 < rows.count) {
+                const uint8_t* s1 = s0 + src_stride;
+                const uint32_t c1 = row_coefs[k + 1];
+                if (k == 0)
+                    firstRows(s0, s1, c0, c1, row_elements, sums.data);
+                else
+                    addRows(s0, s1, c0, c1, row_elements, sums.data);
+            } else if (k == 0) {
+                firstRow(s0, c0, row_elements, sums.data);
+            } else {
+                addRow(s0, c0, row_elements, sums.data);
+            }
+        }
+        const int32_t* ti = tap_index.data;
+        const uint32_t* tw = tap_weight.data;
+        switch (channels) {
+            case 1:
+                sumRow<1>(sums.data, ti, tw, taps, width, acc.data, dst);
+                break;
+            case 2:
+                sumRow<2>(sums.data, ti, tw, taps, width, acc.data, dst);
+                break;
+            case 3:
+                sumRow<3>(sums.data, ti, tw, taps, width, acc.data, dst);
+                break;
+            default:
+                sumRow<4>(sums.data, ti, tw, taps, width, acc.data, dst);
+                break;
+        }
     }
 }
 

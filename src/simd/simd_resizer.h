@@ -110,6 +110,9 @@ public:
     void run(const uint8_t* src, size_t src_stride, uint8_t* dst, size_t dst_stride) override;
 
 private:
+    // Reductions: each destination row blends its two source rows first, then filters once.
+    void runVerticalFirst(const uint8_t* src, size_t src_stride, uint8_t* dst, size_t dst_stride);
+
     AlignedArray<int32_t> _x_weight;       // weight of the right neighbour, 0..16, per element
     AlignedArray<int32_t> _x_index;        // element offset of the left neighbour in a source row
     AlignedArray<int32_t> _y_weight;       // weight of the lower row, 0..16

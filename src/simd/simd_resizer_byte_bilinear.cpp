@@ -2,7 +2,17 @@
 // bits and are not rounded; the vertical blend adds 4 more, and the result is rounded once:
 // (value + 128) >> 8. All arithmetic is signed 32-bit and cannot overflow: a filtered row holds at
 // most 255 * 16 = 4080, a blended value at most 4080 * 16 + 128 = 65408.
+//
+// With no rounding between the axes, the value before the final shift is the bilinear form
+// (16 - fx)(16 - fy) a0 + fx (16 - fy) b0 + (16 - fx) fy a1 + fx fy b1, the same whichever axis is
+// filtered first. An enlargement filters rows first: each source row is filtered once and reused
+// by the destination rows that share it. A reduction (or equal height) blends the two source rows
+// first, over the elements the horizontal taps reach, in 16-bit lanes (0..4080), so each
+// destination row takes one horizontal pass instead of up to two.
+#include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <type_traits>
 #include <utility>
 
 #include "simd_math.h"
@@ -113,6 +123,69 @@ void filterRowAny(const uint8_t* src, const int32_t* index, const int32_t* weigh
     });
 }
 
+// ------------------------------------------------------------ vertical blend first
+
+// The vertical blend: a * 16 + fy * (b - a), 0..4080, in 16-bit lanes. row0 and row1 start at the
+// first element the horizontal taps read.
+[[gnu::noinline]] void blendColumns(const uint8_t* __restrict row0, const uint8_t* __restrict row1,
+                                    int32_t fy, size_t size, uint16_t* __restrict blend) {
+    for (size_t e = 0; e < size; ++e)
+        blend[e] = static_cast<uint16_t>(row0[e] * kWhole + fy * (row1[e] - row0[e]));
+}
+// The full weight on one row: a * 16. fy is 0 or 16 only when the other row is not to be read.
+[[gnu::noinline]] void scaleColumns(const uint8_t* __restrict row, size_t size,
+                                    uint16_t* __restrict blend) {
+    for (size_t e = 0; e < size; ++e) blend[e] = static_cast<uint16_t>(row[e] * kWhole);
+}
+
+// Blended element e and its right neighbour e + C in one load of the blend row, so that each output
+// element costs one gathered load: 32 bits for C = 1, 64 bits for C = 2 and 3 (the neighbour in the
+// top bits for 3; the scratch row has room after its end for the bits above it for 1 and 2).
+template <int C>
+struct NeighbourPair {
+    static_assert(C >= 1 && C <= 3);
+    using Word = std::conditional_t<C == 1, uint32_t, uint64_t>;
+    static void load(const uint16_t* p, int32_t& a, int32_t& b) {
+        Word w;
+        std::memcpy(&w, p, sizeof(w));
+        a = static_cast<int32_t>(w & 0xFFFF);
+        b = static_cast<int32_t>((w >> (16 * C)) & 0xFFFF);
+    }
+};
+
+// The horizontal step on a blended row: (a * 16 + fx * (b - a) + 128) >> 8 for each element, with
+// `index` (counted from the first element read) and `weight` per pixel.
+template <int C>
+[[gnu::noinline]] void filterBlend(const uint16_t* __restrict blend,
+                                   const int32_t* __restrict index,
+                                   const int32_t* __restrict weight, size_t width,
+                                   uint8_t* __restrict dst) {
+    for (size_t i = 0; i < width; ++i) {
+        const uint16_t* p = blend + index[i];
+        const int32_t w = weight[i];
+        for (int c = 0; c < C; ++c) {
+            int32_t a, b;
+            if constexpr (C <= 3) {
+                NeighbourPair<C>::load(p + c, a, b);
+            } else {
+                a = p[c];
+                b = p[c + C];
+            }
+            dst[i * C + c] = static_cast<uint8_t>(shiftRound<kTotalBits>(a * kWhole + w * (b - a)));
+        }
+    }
+}
+// Any channel count: the tables per element.
+[[gnu::noinline]] void filterBlendAny(const uint16_t* __restrict blend,
+                                      const int32_t* __restrict index,
+                                      const int32_t* __restrict weight, size_t size,
+                                      ptrdiff_t channels, uint8_t* __restrict dst) {
+    for (size_t j = 0; j < size; ++j) {
+        const int32_t a = blend[index[j]], b = blend[index[j] + channels];
+        dst[j] = static_cast<uint8_t>(shiftRound<kTotalBits>(a * kWhole + weight[j] * (b - a)));
+    }
+}
+
 }  // namespace
 
 ResizerByteBilinear::ResizerByteBilinear(const ResizerParam& param) : Resizer(param) {
@@ -147,9 +220,14 @@ void ResizerByteBilinear::run(const uint8_t* src, size_t src_stride, uint8_t* ds
                 _x_weight[i * channels + c] = iw.weight;
             }
         }
-        _row_buffer[0].resize(row_size);
-        _row_buffer[1].resize(row_size);
     }
+    if (_param.dst_height == 0 || row_size == 0) return;
+    if (_param.src_height >= _param.dst_height) {
+        runVerticalFirst(src, src_stride, dst, dst_stride);
+        return;
+    }
+    _row_buffer[0].resize(row_size);
+    _row_buffer[1].resize(row_size);
 
     int32_t* row0 = _row_buffer[0].data;
     int32_t* row1 = _row_buffer[1].data;
@@ -178,6 +256,66 @@ void ResizerByteBilinear::run(const uint8_t* src, size_t src_stride, uint8_t* ds
             storeRow(row1, row_size, dst);
         else
             blendRows(row0, row1, fy, row_size, dst);
+    }
+}
+
+// Blends the two source rows of each destination row, then filters the blend horizontally.
+void ResizerByteBilinear::runVerticalFirst(const uint8_t* src, size_t src_stride, uint8_t* dst,
+                                           size_t dst_stride) {
+    const size_t channels = _param.channels, width = _param.dst_width;
+    const size_t row_size = width * channels;
+    // The taps read elements first..last of a source row: the tables rise with the column, and a
+    // one-pixel-wide source starts one pixel before the row, as the filter always did.
+    const ptrdiff_t first = _x_index[0];
+    const ptrdiff_t last = _x_index[row_size - 1] + static_cast<ptrdiff_t>(channels);
+    const size_t count = static_cast<size_t>(last - first) + 1;
+    constexpr size_t kLoadRoom = 3;  // 16-bit elements a 64-bit load may reach past the last
+    AlignedArray<uint16_t> blend;
+    AlignedArray<int32_t> index, weight;
+    blend.resize(count + kLoadRoom);
+    const bool per_pixel = channels <= 4;
+    index.resize(per_pixel ? width : row_size);
+    weight.resize(per_pixel ? width : row_size);
+    if (!blend.data || !index.data || !weight.data) return;  // scratch failed: nothing written
+    std::fill(blend.data + count, blend.data + count + kLoadRoom, uint16_t{0});
+    const size_t step = per_pixel ? channels : 1;
+    for (size_t i = 0; i < index.size; ++i) {
+        index[i] = static_cast<int32_t>(_x_index[i * step] - first);
+        weight[i] = _x_weight[i * step];
+    }
+
+    // Source row y from its first element read. Only rows that are read are addressed: a one-row
+    // source has sy = -1 with the whole weight on row 0.
+    auto sourceRow = [&](ptrdiff_t y) {
+        return src + y * static_cast<ptrdiff_t>(src_stride) + first;
+    };
+    for (size_t dy = 0; dy < _param.dst_height; ++dy, dst += dst_stride) {
+        const ptrdiff_t sy = _y_index[dy];
+        const int32_t fy = _y_weight[dy];
+        if (fy == 0)
+            scaleColumns(sourceRow(sy), count, blend.data);
+        else if (fy == kWhole)
+            scaleColumns(sourceRow(sy + 1), count, blend.data);
+        else
+            blendColumns(sourceRow(sy), sourceRow(sy + 1), fy, count, blend.data);
+        switch (channels) {
+            case 1:
+                filterBlend<1>(blend.data, index.data, weight.data, width, dst);
+                break;
+            case 2:
+                filterBlend<2>(blend.data, index.data, weight.data, width, dst);
+                break;
+            case 3:
+                filterBlend<3>(blend.data, index.data, weight.data, width, dst);
+                break;
+            case 4:
+                filterBlend<4>(blend.data, index.data, weight.data, width, dst);
+                break;
+            default:
+                filterBlendAny(blend.data, index.data, weight.data, row_size,
+                               static_cast<ptrdiff_t>(channels), dst);
+                break;
+        }
     }
 }
 

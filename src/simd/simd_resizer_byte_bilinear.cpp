@@ -10,6 +10,7 @@
 // first, over the elements the horizontal taps reach, in 16-bit lanes (0..4080), so each
 // destination row takes one horizontal pass instead of up to two.
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <type_traits>
@@ -141,6 +142,9 @@ void filterRowAny(const uint8_t* src, const int32_t* index, const int32_t* weigh
 // Blended element e and its right neighbour e + C in one load of the blend row, so that each output
 // element costs one gathered load: 32 bits for C = 1, 64 bits for C = 2 and 3 (the neighbour in the
 // top bits for 3; the scratch row has room after its end for the bits above it for 1 and 2).
+// The pair loads below take the lower address as the low half.
+static_assert(std::endian::native == std::endian::little);
+
 template <int C>
 struct NeighbourPair {
     static_assert(C >= 1 && C <= 3);

@@ -1,6 +1,7 @@
 // Bilinear resizing of interleaved 32-bit float data. Each blend is a * (1 - f) + (f * b) with the
 // product f * b rounded first and the rest done by one fused multiply-add. No case is special: a
 // weight of 1.0 still multiplies the other neighbour by 0.0, so an infinity or NaN there spreads.
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <utility>
@@ -12,6 +13,17 @@ namespace Simd::Base {
 
 namespace {
 
+// Rows and tables have no alignment requirement: a frame may wrap memory at any address, and the
+// byte-strided run keeps that offset on every row. Elements are loaded and stored through memcpy.
+inline float load(const float* p) {
+    float v;
+    std::memcpy(&v, p, sizeof(v));
+    return v;
+}
+inline void store(float* p, float v) {
+    std::memcpy(p, &v, sizeof(v));
+}
+
 float blend(float a, float b, float f) {
     return std::fmaf(a, 1.0f - f, f * b);
 }
@@ -19,15 +31,67 @@ float blend(float a, float b, float f) {
 // a and b are the same channel of neighbouring pixels; offsets may be negative (a one-pixel-wide
 // source reads the pixel before the row, with weight 0.0).
 void filterRow(const float* src, const int32_t* index, const float* weight, size_t size,
-               ptrdiff_t channels, float* dst) {
+               ptrdiff_t channels, float* __restrict dst) {
     for (size_t j = 0; j < size; ++j) {
         const float* p = src + index[j];
-        dst[j] = blend(p[0], p[channels], weight[j]);
+        dst[j] = blend(load(p), load(p + channels), weight[j]);
     }
 }
 
-void blendRows(const float* row0, const float* row1, float fy, size_t size, float* dst) {
-    for (size_t j = 0; j < size; ++j) dst[j] = std::fmaf(1.0f - fy, row0[j], fy * row1[j]);
+// The same for C channels known at compile time, a pixel at a time: the pixel's first table entry
+// serves its C channels (they hold index + c and one weight), and the neighbour lies C further on.
+template <int C>
+[[gnu::noinline]] void filterRowC(const float* src, const int32_t* __restrict index,
+                                  const float* __restrict weight, size_t size,
+                                  float* __restrict dst) {
+    for (size_t j = 0; j < size; j += C) {
+        const float* p = src + index[j];
+        const float f = weight[j];
+        for (int c = 0; c < C; ++c) dst[j + c] = blend(load(p + c), load(p + C + c), f);
+    }
+}
+
+// The pair loads below take the lower address as the low half.
+static_assert(std::endian::native == std::endian::little);
+
+// One channel: the two neighbours are adjacent, one 64-bit load.
+template <>
+[[gnu::noinline]] void filterRowC<1>(const float* src, const int32_t* __restrict index,
+                                     const float* __restrict weight, size_t size,
+                                     float* __restrict dst) {
+    for (size_t j = 0; j < size; ++j) {
+        uint64_t pair;
+        std::memcpy(&pair, src + index[j], sizeof(pair));
+        const float a = std::bit_cast<float>(static_cast<uint32_t>(pair));
+        const float b = std::bit_cast<float>(static_cast<uint32_t>(pair >> 32));
+        dst[j] = blend(a, b, weight[j]);
+    }
+}
+
+void filterRowAny(const float* src, const int32_t* index, const float* weight, size_t size,
+                  size_t channels, float* dst) {
+    switch (channels) {
+        case 1:
+            filterRowC<1>(src, index, weight, size, dst);
+            break;
+        case 2:
+            filterRowC<2>(src, index, weight, size, dst);
+            break;
+        case 3:
+            filterRowC<3>(src, index, weight, size, dst);
+            break;
+        case 4:
+            filterRowC<4>(src, index, weight, size, dst);
+            break;
+        default:
+            filterRow(src, index, weight, size, static_cast<ptrdiff_t>(channels), dst);
+            break;
+    }
+}
+
+[[gnu::noinline]] void blendRows(const float* __restrict row0, const float* __restrict row1,
+                                 float fy, size_t size, float* dst) {
+    for (size_t j = 0; j < size; ++j) store(dst + j, std::fmaf(1.0f - fy, row0[j], fy * row1[j]));
 }
 
 }  // namespace
@@ -110,7 +174,8 @@ ResizerFloatBilinear::ResizerFloatBilinear(const ResizerParam& param) : Resizer(
 
 void ResizerFloatBilinear::run(const uint8_t* src, size_t src_stride, uint8_t* dst,
                                size_t dst_stride) {
-    // Strides that aren't a multiple of 4 bytes lose their remainder.
+    // Strides that aren't a multiple of 4 bytes lose their remainder. The pointers keep whatever
+    // alignment they have: the float run loads and stores through memcpy.
     run(reinterpret_cast<const float*>(src), src_stride >> 2, reinterpret_cast<float*>(dst),
         dst_stride >> 2);
 }
@@ -132,9 +197,8 @@ void ResizerFloatBilinear::run(const float* src, size_t src_stride, float* dst, 
                 k = 1;
             }
             for (; k < 2; ++k)
-                filterRow(src + static_cast<size_t>(sy + k) * src_stride, _x_index.data,
-                          _x_weight.data, row_size, static_cast<ptrdiff_t>(_param.channels),
-                          k == 0 ? row0 : row1);
+                filterRowAny(src + static_cast<size_t>(sy + k) * src_stride, _x_index.data,
+                             _x_weight.data, row_size, _param.channels, k == 0 ? row0 : row1);
         }
         prev = sy;
         blendRows(row0, row1, fy, row_size, dst);

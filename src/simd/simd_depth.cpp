@@ -4,12 +4,27 @@
 #include "simd_depth.h"
 
 #include <cmath>
+#include <cstring>
 
 #include "simd_math.h"
 
 namespace Simd::Base {
 
 namespace {
+
+// Element i of a run. Runs have no alignment requirement: a frame may wrap memory at any address
+// or with any stride, so elements wider than a byte are loaded and stored through memcpy, which
+// compiles to the same plain (unaligned) moves.
+template <class T>
+inline T loadAt(const T* p, size_t i) {
+    T v;
+    std::memcpy(&v, p + i, sizeof(T));
+    return v;
+}
+template <class T>
+inline void storeAt(T* p, size_t i, T v) {
+    std::memcpy(p + i, &v, sizeof(T));
+}
 
 // dst[i] = value(i) for each i, in blocks of four.
 template <class T, class F>
@@ -18,12 +33,12 @@ void mapBy4(size_t count, T* dst, F value) {
     size_t i = 0;
     for (; i < body; i += 4) {
         const T v0 = value(i), v1 = value(i + 1), v2 = value(i + 2), v3 = value(i + 3);
-        dst[i] = v0;
-        dst[i + 1] = v1;
-        dst[i + 2] = v2;
-        dst[i + 3] = v3;
+        storeAt(dst, i, v0);
+        storeAt(dst, i + 1, v1);
+        storeAt(dst, i + 2, v2);
+        storeAt(dst, i + 3, v3);
     }
-    for (; i < count; ++i) dst[i] = value(i);
+    for (; i < count; ++i) storeAt(dst, i, value(i));
 }
 
 // Half and float bit layouts: the exponent bias moves from 15 to 127, by 112 << 10 = 0x1C000 in a
@@ -122,7 +137,7 @@ void floatToBytes(const float* src, size_t count, const float* lower, const floa
         // in [0, k * range], below 2^31. There a plain conversion to int32 truncates exactly as
         // the saturating one does, and selects stand in for the branches.
         mapBy4(count, dst, [=](size_t i) {
-            const float v = src[i];
+            const float v = loadAt(src, i);
             const float x = lo < v ? v : lo;  // NaN fails the test and becomes lo
             const float t = bitsFloat(select(hi > x, floatBits(x - lo), floatBits(range)));
             return static_cast<uint8_t>(static_cast<int32_t>(k * t));
@@ -130,7 +145,7 @@ void floatToBytes(const float* src, size_t count, const float* lower, const floa
         return;
     }
     mapBy4(count, dst, [=](size_t i) {
-        float x = src[i];
+        float x = loadAt(src, i);
         if (!(lo < x)) x = lo;  // also NaN
         const float t = hi > x ? x - lo : range;
         // Truncation to an unsigned word, low 8 bits kept: 254.9 gives 254.
@@ -140,20 +155,20 @@ void floatToBytes(const float* src, size_t count, const float* lower, const floa
 
 void addConstantFloats(const float* value, float* dst, size_t count) {
     const float c = *value;
-    mapBy4(count, dst, [=](size_t i) { return dst[i] + c; });
+    mapBy4(count, dst, [=](size_t i) { return loadAt(dst, i) + c; });
 }
 
 void mulAddFloats(const float* src, size_t count, const float* value, float* dst) {
     const float c = *value;
-    mapBy4(count, dst, [=](size_t i) { return std::fmaf(c, src[i], dst[i]); });
+    mapBy4(count, dst, [=](size_t i) { return std::fmaf(c, loadAt(src, i), loadAt(dst, i)); });
 }
 
 void halfToFloat(const uint16_t* src, size_t count, float* dst) {
-    mapBy4(count, dst, [=](size_t i) { return halfToFloatValue(src[i]); });
+    mapBy4(count, dst, [=](size_t i) { return halfToFloatValue(loadAt(src, i)); });
 }
 
 void floatToHalf(const float* src, size_t count, uint16_t* dst) {
-    mapBy4(count, dst, [=](size_t i) { return floatToHalfValue(src[i]); });
+    mapBy4(count, dst, [=](size_t i) { return floatToHalfValue(loadAt(src, i)); });
 }
 
 }  // namespace Simd::Base

@@ -1,9 +1,12 @@
 // Colour kernels. Each is a plain loop over one row: unit stride in pixels, no branch on pixel
-// values, 16-bit by 16-bit products widened to 32 bits, so that the compiler can vectorise it;
-// vector lanes compute exactly what the scalar loop does. The 4:2:0 kernels walk 2x2 blocks.
+// values, narrow products, so that the compiler can vectorise it; vector lanes compute exactly
+// what the scalar loop does. The 4:2:0 kernels work on two rows at once, in chunks of blocks.
 #include "simd_color.h"
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
+#include <type_traits>
 
 #include "simd_math.h"
 
@@ -43,16 +46,6 @@ constexpr int16_t GreenFromV = -6660;  // -0.813 * 8192 = -6660.1
 constexpr int16_t RedFromV = 13074;    // 1.596 * 8192 = 13074.4
 // Largest magnitude: 239 * 9535 + 127 * 16531 + 4096 < 2^23, far from overflow.
 
-inline int32_t yFromBgr(int32_t b, int32_t g, int32_t r) {
-    return shiftRound<14>(b * YFromBlue + g * YFromGreen + r * YFromRed) + kYOffset;
-}
-inline int32_t uFromBgr(int32_t b, int32_t g, int32_t r) {
-    return shiftRound<14>(b * UFromBlue + g * UFromGreen + r * UFromRed) + kUvOffset;
-}
-inline int32_t vFromBgr(int32_t b, int32_t g, int32_t r) {
-    return shiftRound<14>(b * VFromBlue + g * VFromGreen + r * VFromRed) + kUvOffset;
-}
-
 // The chroma terms of one pixel or one 2x2 block, before the luma term is added.
 struct ChromaTerms {
     int32_t blue, green, red;
@@ -68,6 +61,44 @@ inline void storeBgr(int32_t y_byte, const ChromaTerms& t, uint8_t* bgr) {
     bgr[2] = clampByte(shiftRound<13>(y + t.red));
 }
 
+// Weighted sums of three bytes with 14 fraction bits, (b * CB + g * CG + r * CR + 8192) >> 14, in
+// 16-bit lanes. Each weight is split as 64 * high + low, so that the sum is 64 * H + L with
+// H = b * highB + g * highG + r * highR and L likewise from the lows. Then
+//   floor((64 H + L + 8192) / 2^14) = floor((H + 128 + floor(L / 64)) / 2^8),
+// because H + 128 is whole: flooring L / 64 first can't carry the sum past a multiple of 256. The
+// shifts are arithmetic, so this holds for negative sums and lows too. T is uint16_t where every
+// weight is non-negative (lows 0..63) and int16_t otherwise (lows -32..31, which keeps L small);
+// the static_asserts hold H, L and the final sum in T.
+template <class T>
+constexpr int splitHigh(int c) {
+    const int biased = std::is_signed_v<T> ? c + 32 : c;  // floor(biased / 64), also below 0
+    return biased >= 0 ? biased / 64 : -((-biased + 63) / 64);
+}
+// The smallest and largest of b * wb + g * wg + r * wr over bytes.
+constexpr int minOverBytes(int wb, int wg, int wr) {
+    return 255 * ((wb < 0 ? wb : 0) + (wg < 0 ? wg : 0) + (wr < 0 ? wr : 0));
+}
+constexpr int maxOverBytes(int wb, int wg, int wr) {
+    return 255 * ((wb > 0 ? wb : 0) + (wg > 0 ? wg : 0) + (wr > 0 ? wr : 0));
+}
+template <class T>
+constexpr bool fits(int lo, int hi) {
+    return lo >= std::numeric_limits<T>::min() && hi <= std::numeric_limits<T>::max();
+}
+
+template <int CB, int CG, int CR, class T>
+inline T weightedSum14(T b, T g, T r) {
+    constexpr int hb = splitHigh<T>(CB), hg = splitHigh<T>(CG), hr = splitHigh<T>(CR);
+    constexpr int lb = CB - 64 * hb, lg = CG - 64 * hg, lr = CR - 64 * hr;
+    constexpr int h_min = minOverBytes(hb, hg, hr), h_max = maxOverBytes(hb, hg, hr);
+    constexpr int l_min = minOverBytes(lb, lg, lr), l_max = maxOverBytes(lb, lg, lr);
+    static_assert(fits<T>(h_min, h_max) && fits<T>(l_min, l_max));
+    static_assert(fits<T>(h_min + 128 + (l_min >> 6), h_max + 128 + (l_max >> 6)));
+    const T h = static_cast<T>(b * hb + g * hg + r * hr);
+    const T l = static_cast<T>(b * lb + g * lg + r * lr);
+    return static_cast<T>(static_cast<T>(h + 128 + (l >> 6)) >> 8);
+}
+
 // ---------------------------------------------------------------- row kernels
 
 // Sources and destinations of one call never overlap, hence __restrict. The row kernels stay out
@@ -76,21 +107,21 @@ inline void storeBgr(int32_t y_byte, const ChromaTerms& t, uint8_t* bgr) {
 
 [[gnu::noinline]] void bgrToGrayRow(const uint8_t* __restrict bgr, size_t width,
                                     uint8_t* __restrict gray) {
-    forEachElement(width, [=](size_t i) {
-        const int32_t b = bgr[3 * i], g = bgr[3 * i + 1], r = bgr[3 * i + 2];
+    for (size_t i = 0; i < width; ++i) {
+        const uint16_t b = bgr[3 * i], g = bgr[3 * i + 1], r = bgr[3 * i + 2];
         gray[i] = static_cast<uint8_t>(
-            shiftRound<14>(b * GrayBlueWeight + g * GrayGreenWeight + r * GrayRedWeight));
-    });
+            weightedSum14<GrayBlueWeight, GrayGreenWeight, GrayRedWeight>(b, g, r));
+    }
 }
 
 [[gnu::noinline]] void grayToBgrRow(const uint8_t* __restrict gray, size_t width,
                                     uint8_t* __restrict bgr) {
-    forEachElement(width, [=](size_t i) {
+    for (size_t i = 0; i < width; ++i) {
         const uint8_t value = gray[i];
         bgr[3 * i] = value;
         bgr[3 * i + 1] = value;
         bgr[3 * i + 2] = value;
-    });
+    }
 }
 
 [[gnu::noinline]] void swapChannels3Row(const uint8_t* __restrict src, size_t width,
@@ -126,12 +157,17 @@ inline void storeBgr(int32_t y_byte, const ChromaTerms& t, uint8_t* bgr) {
 [[gnu::noinline]] void bgrToYuv444Row(const uint8_t* __restrict bgr, size_t width,
                                       uint8_t* __restrict y, uint8_t* __restrict u,
                                       uint8_t* __restrict v) {
-    forEachElement(width, [=](size_t i) {
-        const int32_t b = bgr[3 * i], g = bgr[3 * i + 1], r = bgr[3 * i + 2];
-        y[i] = static_cast<uint8_t>(yFromBgr(b, g, r));
-        u[i] = static_cast<uint8_t>(uFromBgr(b, g, r));
-        v[i] = static_cast<uint8_t>(vFromBgr(b, g, r));
-    });
+    for (size_t i = 0; i < width; ++i) {
+        const uint16_t b = bgr[3 * i], g = bgr[3 * i + 1], r = bgr[3 * i + 2];
+        const int16_t sb = static_cast<int16_t>(b), sg = static_cast<int16_t>(g),
+                      sr = static_cast<int16_t>(r);
+        y[i] = static_cast<uint8_t>(weightedSum14<YFromBlue, YFromGreen, YFromRed>(b, g, r) +
+                                    kYOffset);
+        u[i] = static_cast<uint8_t>(weightedSum14<UFromBlue, UFromGreen, UFromRed>(sb, sg, sr) +
+                                    kUvOffset);
+        v[i] = static_cast<uint8_t>(weightedSum14<VFromBlue, VFromGreen, VFromRed>(sb, sg, sr) +
+                                    kUvOffset);
+    }
 }
 
 [[gnu::noinline]] void yuv444ToBgrRow(const uint8_t* __restrict y, const uint8_t* __restrict u,
@@ -140,32 +176,95 @@ inline void storeBgr(int32_t y_byte, const ChromaTerms& t, uint8_t* bgr) {
     forEachElement(width, [=](size_t i) { storeBgr(y[i], chromaTerms(u[i], v[i]), bgr + 3 * i); });
 }
 
-// Two rows of BGR into two rows of Y and one row of U and V at half width.
-[[gnu::noinline]] void bgrToI420Rows(const uint8_t* bgr0, const uint8_t* bgr1, size_t width,
-                                     uint8_t* y0, uint8_t* y1, uint8_t* u, uint8_t* v) {
-    for (size_t i = 0; i < width; i += 2) {
-        const uint8_t* p[4] = {bgr0 + 3 * i, bgr0 + 3 * i + 3, bgr1 + 3 * i, bgr1 + 3 * i + 3};
-        y0[i] = static_cast<uint8_t>(yFromBgr(p[0][0], p[0][1], p[0][2]));
-        y0[i + 1] = static_cast<uint8_t>(yFromBgr(p[1][0], p[1][1], p[1][2]));
-        y1[i] = static_cast<uint8_t>(yFromBgr(p[2][0], p[2][1], p[2][2]));
-        y1[i + 1] = static_cast<uint8_t>(yFromBgr(p[3][0], p[3][1], p[3][2]));
-        // Channel means of the block, rounded half up to bytes before the transform.
-        int32_t mean[3];
-        for (int c = 0; c < 3; ++c) mean[c] = (p[0][c] + p[1][c] + p[2][c] + p[3][c] + 2) >> 2;
-        u[i / 2] = static_cast<uint8_t>(uFromBgr(mean[0], mean[1], mean[2]));
-        v[i / 2] = static_cast<uint8_t>(vFromBgr(mean[0], mean[1], mean[2]));
+// BGR to I420, two rows at a time, in chunks of kChunk pixels (an even number) so that the
+// intermediate rows live on the stack. First pass, per pixel: Y of both rows, and the sum of the
+// two rows for each channel, kept apart by channel. Second pass, per 2x2 block: the channel means
+// from those sums, rounded half up to bytes, then U and V.
+constexpr size_t kChunk = 1024;
+
+[[gnu::noinline]] void lumaAndColumnSums(const uint8_t* __restrict bgr0,
+                                         const uint8_t* __restrict bgr1, size_t width,
+                                         uint8_t* __restrict y0, uint8_t* __restrict y1,
+                                         uint16_t* __restrict sum_b, uint16_t* __restrict sum_g,
+                                         uint16_t* __restrict sum_r) {
+    for (size_t i = 0; i < width; ++i) {
+        const uint16_t b0 = bgr0[3 * i], g0 = bgr0[3 * i + 1], r0 = bgr0[3 * i + 2];
+        const uint16_t b1 = bgr1[3 * i], g1 = bgr1[3 * i + 1], r1 = bgr1[3 * i + 2];
+        y0[i] = static_cast<uint8_t>(weightedSum14<YFromBlue, YFromGreen, YFromRed>(b0, g0, r0) +
+                                     kYOffset);
+        y1[i] = static_cast<uint8_t>(weightedSum14<YFromBlue, YFromGreen, YFromRed>(b1, g1, r1) +
+                                     kYOffset);
+        sum_b[i] = b0 + b1;
+        sum_g[i] = g0 + g1;
+        sum_r[i] = r0 + r1;
     }
 }
 
-// Two rows of Y and one row of U and V at half width into two rows of BGR.
-[[gnu::noinline]] void i420ToBgrRows(const uint8_t* y0, const uint8_t* y1, const uint8_t* u,
-                                     const uint8_t* v, size_t width, uint8_t* bgr0, uint8_t* bgr1) {
-    for (size_t i = 0; i < width; i += 2) {
-        const ChromaTerms t = chromaTerms(u[i / 2], v[i / 2]);
-        storeBgr(y0[i], t, bgr0 + 3 * i);
-        storeBgr(y0[i + 1], t, bgr0 + 3 * i + 3);
-        storeBgr(y1[i], t, bgr1 + 3 * i);
-        storeBgr(y1[i + 1], t, bgr1 + 3 * i + 3);
+[[gnu::noinline]] void chromaOfBlocks(const uint16_t* __restrict sum_b,
+                                      const uint16_t* __restrict sum_g,
+                                      const uint16_t* __restrict sum_r, size_t blocks,
+                                      uint8_t* __restrict u, uint8_t* __restrict v) {
+    for (size_t i = 0; i < blocks; ++i) {
+        // (four samples + 2) >> 2: the mean rounded half up, 0..255. The sum is at most 1022,
+        // so it is taken in 16 bits (which lets the compiler keep 16-bit lanes).
+        auto mean = [](const uint16_t* sum, size_t i) {
+            return static_cast<int16_t>(static_cast<uint16_t>(sum[2 * i] + sum[2 * i + 1] + 2) >>
+                                        2);
+        };
+        const int16_t b = mean(sum_b, i), g = mean(sum_g, i), r = mean(sum_r, i);
+        u[i] = static_cast<uint8_t>(weightedSum14<UFromBlue, UFromGreen, UFromRed>(b, g, r) +
+                                    kUvOffset);
+        v[i] = static_cast<uint8_t>(weightedSum14<VFromBlue, VFromGreen, VFromRed>(b, g, r) +
+                                    kUvOffset);
+    }
+}
+
+void bgrToI420Rows(const uint8_t* bgr0, const uint8_t* bgr1, size_t width, uint8_t* y0, uint8_t* y1,
+                   uint8_t* u, uint8_t* v) {
+    uint16_t sums[3][kChunk];
+    for (size_t x = 0; x < width; x += kChunk) {
+        const size_t n = std::min(kChunk, width - x);
+        lumaAndColumnSums(bgr0 + 3 * x, bgr1 + 3 * x, n, y0 + x, y1 + x, sums[0], sums[1], sums[2]);
+        chromaOfBlocks(sums[0], sums[1], sums[2], n / 2, u + x / 2, v + x / 2);
+    }
+}
+
+// I420 to BGR, two rows at a time, in chunks: first the chroma terms of each block, once, with
+// the luma offset and the rounding term folded in and written for both pixels of the block; then
+// each pixel of both rows adds its luma term: clamp((Y * 9535 + term) >> 13), which is
+// clamp(((Y - 16) * 9535 + chroma + 4096) >> 13). The largest magnitudes stay below 2^23.
+constexpr int32_t kLumaFold = kYOffset * BgrFromY - 4096;  // subtracted from each chroma term
+
+[[gnu::noinline]] void chromaTermsOfBlocks(const uint8_t* __restrict u, const uint8_t* __restrict v,
+                                           size_t blocks, int32_t* __restrict blue,
+                                           int32_t* __restrict green, int32_t* __restrict red) {
+    for (size_t i = 0; i < blocks; ++i) {
+        const ChromaTerms t = chromaTerms(u[i], v[i]);
+        blue[2 * i] = blue[2 * i + 1] = t.blue - kLumaFold;
+        green[2 * i] = green[2 * i + 1] = t.green - kLumaFold;
+        red[2 * i] = red[2 * i + 1] = t.red - kLumaFold;
+    }
+}
+
+[[gnu::noinline]] void bgrOfRow(const uint8_t* __restrict y, const int32_t* __restrict blue,
+                                const int32_t* __restrict green, const int32_t* __restrict red,
+                                size_t width, uint8_t* __restrict bgr) {
+    for (size_t i = 0; i < width; ++i) {
+        const int32_t luma = y[i] * BgrFromY;
+        bgr[3 * i] = clampByte((luma + blue[i]) >> 13);
+        bgr[3 * i + 1] = clampByte((luma + green[i]) >> 13);
+        bgr[3 * i + 2] = clampByte((luma + red[i]) >> 13);
+    }
+}
+
+void i420ToBgrRows(const uint8_t* y0, const uint8_t* y1, const uint8_t* u, const uint8_t* v,
+                   size_t width, uint8_t* bgr0, uint8_t* bgr1) {
+    int32_t terms[3][kChunk];
+    for (size_t x = 0; x < width; x += kChunk) {
+        const size_t n = std::min(kChunk, width - x);
+        chromaTermsOfBlocks(u + x / 2, v + x / 2, n / 2, terms[0], terms[1], terms[2]);
+        bgrOfRow(y0 + x, terms[0], terms[1], terms[2], n, bgr0 + 3 * x);
+        bgrOfRow(y1 + x, terms[0], terms[1], terms[2], n, bgr1 + 3 * x);
     }
 }
 

@@ -165,19 +165,21 @@ TEST(ColorKernels, WorkedValues) {
                                 0,   255, 255, 255, 255, 229, 255, 0,   0, 0}));
 }
 
-// Widths around the 16-pixel block, 4:4:4 and I420 (twice as wide), strides all different.
+// Every width from 1 to 70 (and I420 at twice that), heights 2, 4 and 6, strides all different.
 TEST(ColorKernels, MatchFormulasAtEveryWidth) {
-    for (size_t w : {1, 2, 7, 15, 16, 17, 33}) {
+    for (size_t w = 1; w <= 70; ++w) {
         SCOPED_TRACE(w);
-        const size_t h = 4, W = 2 * w;
+        const size_t h = 2 + 2 * (w % 3), W = 2 * w;
         // 4:4:4 kernels read the left half of the source.
         ByteImage bgr{W, h, 3}, g{w, h, 1, 1}, g3{w, h, 3, 2}, sw{w, h, 3, 5}, mg{w, h, 3, 1},
             cp{w, h, 3, 4}, uv{w, h, 2, 1}, su{w, h, 1, 2}, sv{w, h, 1, 6}, back{w, h, 3, 7},
-            back2{W, h, 3, 1}, p[] = {{w, h, 1, 1}, {w, h, 1, 4}, {w, h, 1, 6}},
-                               yuv[] = {{w, h, 1, 2}, {w, h, 1, 5}, {w, h, 1, 1}},
-                               i420[] = {{W, h, 1, 2}, {w, 2, 1, 1}, {w, 2, 1, 4}};
+            p[] = {{w, h, 1, 1}, {w, h, 1, 4}, {w, h, 1, 6}},
+            yuv[] = {{w, h, 1, 2}, {w, h, 1, 5}, {w, h, 1, 1}},
+            i420[] = {{W, h, 1, 2}, {w, h / 2, 1, 1}, {w, h / 2, 1, 4}},
+            any420[] = {{W, h, 1, 3}, {w, h / 2, 1, 5}, {w, h / 2, 1, 2}};
         std::mt19937 rng{unsigned(w)};
-        for (auto& e : bgr.mem) e = uint8_t(rng());
+        for (ByteImage* i : {&bgr, any420, any420 + 1, any420 + 2})
+            for (auto& e : i->mem) e = uint8_t(rng());
         auto src = [&](size_t c0) {
             return [&, c0](auto x, auto y, auto c) { return bgr.at(x, y, c0 + c); };
         };
@@ -203,14 +205,62 @@ TEST(ColorKernels, MatchFormulasAtEveryWidth) {
                   i420[1].stride, i420[2].data(), i420[2].stride);
         for (size_t c = 0; c < 3; ++c) EXPECT_TRUE(yuv[c].matches(fwd(bgr, kYuv[c], 1)));
         for (size_t c = 0; c < 3; ++c) EXPECT_TRUE(i420[c].matches(fwd(bgr, kYuv[c], c ? 2 : 1)));
-        // The inverses: of arbitrary planes (those split from random bytes), and of the I420
-        // planes just made.
+        // The inverses: of arbitrary planes (those split from random bytes, and random 4:2:0
+        // planes, which clamp), and of the I420 planes just made.
         yuv444PlanarToBgr(p[0].data(), p[0].stride, p[1].data(), p[1].stride, p[2].data(),
                           p[2].stride, w, h, back.data(), back.stride);
-        i420ToBgr(i420[0].data(), i420[0].stride, i420[1].data(), i420[1].stride, i420[2].data(),
-                  i420[2].stride, W, h, back2.data(), back2.stride);
         EXPECT_TRUE(back.matches(inverse(p, 1)));
-        EXPECT_TRUE(back2.matches(inverse(i420, 2)));
+        for (ByteImage* planes : {i420, any420}) {
+            ByteImage out{W, h, 3, 1};
+            i420ToBgr(planes[0].data(), planes[0].stride, planes[1].data(), planes[1].stride,
+                      planes[2].data(), planes[2].stride, W, h, out.data(), out.stride);
+            EXPECT_TRUE(out.matches(inverse(planes, 2)));
+        }
+    }
+}
+
+// Whole frames, wider than the blocks of pixels the 4:2:0 kernels take at a time.
+TEST(ColorKernels, MatchFormulasOnWholeFrames) {
+    const size_t w = 1920, h = 1080;
+    ByteImage bgr{w, h, 3, 0}, gray{w, h, 1, 0}, bgr_back{w, h, 3, 0}, from_gray{w, h, 3, 0},
+        yuv[] = {{w, h, 1, 0}, {w / 2, h / 2, 1, 0}, {w / 2, h / 2, 1, 0}},
+        any420[] = {{w, h, 1, 0}, {w / 2, h / 2, 1, 0}, {w / 2, h / 2, 1, 0}};
+    std::mt19937 rng(5);
+    for (ByteImage* i : {&bgr, any420, any420 + 1, any420 + 2})
+        for (auto& e : i->mem) e = uint8_t(rng());
+    bgrToGray(bgr.data(), w, h, bgr.stride, gray.data(), gray.stride);
+    EXPECT_TRUE(gray.matches(fwd(bgr, kGray, 1)));
+    grayToBgr(gray.data(), w, h, gray.stride, from_gray.data(), from_gray.stride);
+    EXPECT_TRUE(from_gray.matches([&](auto x, auto y, auto) { return gray.at(x, y); }));
+    bgrToI420(bgr.data(), w, h, bgr.stride, yuv[0].data(), yuv[0].stride, yuv[1].data(),
+              yuv[1].stride, yuv[2].data(), yuv[2].stride);
+    for (size_t c = 0; c < 3; ++c) EXPECT_TRUE(yuv[c].matches(fwd(bgr, kYuv[c], c ? 2 : 1)));
+    i420ToBgr(any420[0].data(), any420[0].stride, any420[1].data(), any420[1].stride,
+              any420[2].data(), any420[2].stride, w, h, bgr_back.data(), bgr_back.stride);
+    EXPECT_TRUE(bgr_back.matches(inverse(any420, 2)));
+}
+
+// The 16-bit forms of the weighted sums against the formula for every B, G, R: gray, and Y, U, V,
+// which bgrToI420 also takes from the block means. One row per value of B.
+TEST(ColorKernels, WeightedSumsOfEveryPixelValue) {
+    std::vector<uint8_t> bgr(3 * 65536), out(4 * 65536);
+    for (int b = 0; b < 256; ++b) {
+        for (int i = 0; i < 65536; ++i) {
+            bgr[3 * i] = uint8_t(b), bgr[3 * i + 1] = uint8_t(i >> 8), bgr[3 * i + 2] = uint8_t(i);
+        }
+        bgrToGray(bgr.data(), 65536, 1, 0, out.data(), 0);
+        bgrToYuv444Planar(bgr.data(), 65536, 1, 0, out.data() + 65536, 0, out.data() + 2 * 65536, 0,
+                          out.data() + 3 * 65536, 0);
+        for (int i = 0; i < 65536; ++i) {
+            const int64_t px[3] = {b, i >> 8, i & 255};
+            for (int k = 0; k < 4; ++k) {
+                const int64_t* w = k == 0 ? kGray : kYuv[k - 1];
+                const int64_t want =
+                    ((w[0] * px[0] + w[1] * px[1] + w[2] * px[2] + 8192) >> 14) + w[3];
+                ASSERT_EQ(out[k * 65536 + i], want)
+                    << "b " << b << " g " << px[1] << " r " << px[2] << " sum " << k;
+            }
+        }
     }
 }
 
@@ -276,11 +326,21 @@ std::vector<std::pair<int64_t, float>> taps(ResizerMethod m, int64_t src, int64_
     return t;
 }
 
+// The taps of every destination index on one axis.
+template <class T>
+using AxisTaps = std::vector<std::vector<std::pair<int64_t, float>>>;
+template <class T>
+AxisTaps<T> axisTaps(ResizerMethod m, int64_t src, int64_t dst) {
+    AxisTaps<T> t;
+    for (int64_t i = 0; i < dst; ++i) t.push_back(taps<T>(m, src, dst, i));
+    return t;
+}
+
 // Floats: each blend one fma, with the product of the second tap rounded first. Bytes: one
 // rounding, of 8 bits for bilinear, of 22 for area, which writes nothing beyond 4 channels.
 template <class T>
-T model(Image<T>& s, Image<T>& d, ResizerMethod m, size_t x, size_t y, size_t c) {
-    const auto tx = taps<T>(m, s.width, d.width, x), ty = taps<T>(m, s.height, d.height, y);
+T model(Image<T>& s, const std::vector<std::pair<int64_t, float>>& tx,
+        const std::vector<std::pair<int64_t, float>>& ty, ResizerMethod m, size_t c) {
     if constexpr (sizeof(T) == 4) {
         auto blend = [](auto& t, auto v) {
             return std::fmaf(t[0].second, v(t[0].first), t[1].second * v(t[1].first));
@@ -300,10 +360,12 @@ T model(Image<T>& s, Image<T>& d, ResizerMethod m, size_t x, size_t y, size_t c)
 // from mt19937's raw output, which the standard fixes, and the outputs all go into one hash,
 // recorded once: it shows any difference between targets, also one that the models share with the
 // kernels on one platform (a float rounding, a library function), when the ARM build runs it.
+// Sizes: source width and height, destination width and height, channels.
 template <class T>
-void check(ResizerMethod m, const size_t (&z)[5], uint64_t& hash) {
+void check(ResizerMethod m, const size_t (&z)[5], uint64_t& hash, size_t src_pad = 3,
+           size_t dst_pad = 5) {
     std::mt19937 rng(unsigned(z[0] * 1000 + z[2]));
-    Image<T> src{z[0], z[1], z[4], 3}, dst{z[2], z[3], z[4], 5};
+    Image<T> src{z[0], z[1], z[4], src_pad}, dst{z[2], z[3], z[4], dst_pad};
     // Bytes, or floats in [-128, 128) with 24 significant bits.
     for (T& v : src.mem) v = T(int32_t(rng()) >> 8) * T(sizeof(T) == 4 ? 0x1p-16 : 1);
     std::unique_ptr<Resizer> r(
@@ -311,7 +373,8 @@ void check(ResizerMethod m, const size_t (&z)[5], uint64_t& hash) {
     for (int pass = 0; pass < 2; ++pass)
         r->run(reinterpret_cast<uint8_t*>(src.data()), src.stride * sizeof(T) + sizeof(T) / 4 * 3,
                reinterpret_cast<uint8_t*>(dst.data()), dst.stride * sizeof(T));
-    EXPECT_TRUE(dst.matches([&](auto x, auto y, auto c) { return model(src, dst, m, x, y, c); }))
+    const auto tx = axisTaps<T>(m, z[0], z[2]), ty = axisTaps<T>(m, z[1], z[3]);
+    EXPECT_TRUE(dst.matches([&](auto x, auto y, auto c) { return model(src, tx[x], ty[y], m, c); }))
         << m << ": " << z[0] << "x" << z[1] << " to " << z[2] << "x" << z[3] << " x" << z[4];
     for (size_t i = 0; i < dst.mem.size() * sizeof(T); ++i)  // FNV-1a
         hash = (hash ^ reinterpret_cast<const uint8_t*>(dst.mem.data())[i]) * 1099511628211ull;
@@ -332,6 +395,33 @@ TEST(Resizers, MatchModelsWithTheSameBytesOnEveryTarget) {
         for (uint32_t m : {0, 1, 3}) check<float>(ResizerMethod(m), z, hash);
     }
     EXPECT_EQ(hash, 2596165990705533994ull);
+}
+
+// Source widths 1 to 70, each reduced, kept and enlarged, with 1 to 5 channels and heights that
+// reduce, keep and enlarge too; odd strides on both sides.
+TEST(Resizers, MatchModelsAtEveryWidth) {
+    uint64_t hash = 0;
+    for (size_t w = 1; w <= 70; ++w) {
+        const size_t h = 1 + w % 9, channels = 1 + w % 5;
+        const size_t widths[] = {std::max<size_t>(1, w / 3), (w + 1) / 2, w, w + 7};
+        const size_t heights[] = {std::max<size_t>(1, h / 2), h, 2 * h + 1};
+        for (size_t i = 0; i < 4; ++i) {
+            const size_t z[5] = {w, h, widths[i], heights[(w + i) % 3], channels};
+            for (uint32_t m : {0, 2}) check<uint8_t>(ResizerMethod(m), z, hash, 1 + w % 4, 7);
+            for (uint32_t m : {0, 1, 3}) check<float>(ResizerMethod(m), z, hash, w % 3, 1);
+        }
+    }
+}
+
+// Whole frames, as the backend resizes them: 1920x1080 to 1280x720 and 960x540.
+TEST(Resizers, MatchModelsOnWholeFrames) {
+    uint64_t hash = 0;
+    for (const size_t channels : {1, 3})
+        for (const size_t to : {1280, 960}) {
+            const size_t z[5] = {1920, 1080, to, to * 9 / 16, channels};
+            for (uint32_t m : {0, 2}) check<uint8_t>(ResizerMethod(m), z, hash, 0, 0);
+            if (channels == 1) check<float>(ResizerMethodBilinear, z, hash, 0, 0);
+        }
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# The one test command: builds and runs every test in three configurations,
-#   native  - optimised x86-64 (also installs and consumes the package)
+# The one test command: builds and runs every test in four configurations,
+#   native  - optimised x86-64 at the default level (also installs and consumes the package)
 #   asan    - AddressSanitizer and UndefinedBehaviorSanitizer
 #   arm     - 32-bit ARM, NEON + VFPv4, run under qemu-arm
+#   v3      - optimised x86-64 at level v3 (AVX2, FMA): the same bytes from other vector code
 # On a fresh Debian machine (as root) it first installs what is missing.
 # Exits non-zero when any configuration fails.
 set -uo pipefail
@@ -66,10 +67,12 @@ run asan -DCMAKE_BUILD_TYPE=Debug -DZQ_BUILD_BENCH=OFF -DZQ_BUILD_EXAMPLES=OFF \
     -DCMAKE_EXE_LINKER_FLAGS="$sanitize" -DCMAKE_SHARED_LINKER_FLAGS="$sanitize"
 run arm -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchain-armv7-neon.cmake" \
     -DZQ_BUILD_BENCH=OFF -DZQ_BUILD_EXAMPLES=OFF
+run v3 -DCMAKE_BUILD_TYPE=Release -DZQ_X86_LEVEL=v3 -DZQ_BUILD_BENCH=OFF -DZQ_BUILD_EXAMPLES=OFF \
+    -DZQ_INSTALL_TEST=OFF
 
 echo
 echo "== summary"
-for name in native asan arm; do
+for name in native asan arm v3; do
     printf '%-7s %s\n' "$name" "${summary[$name]:-not run}"
 done
 exit $failed

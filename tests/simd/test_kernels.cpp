@@ -24,16 +24,16 @@ namespace {
 // is random throughout, so that reads of its padding show. Reads just before a row stay inside.
 template <class T>
 struct Image {
-    static constexpr size_t kGuard = 64;  // elements before and after the rows
     size_t width, height, channels = 1, pad = 3;
     T fill = T(0xA5);
-    size_t stride = width * channels + pad;  // in elements
-    std::vector<T> mem = std::vector<T>(2 * kGuard + stride * height, fill);
+    size_t stride = width * channels + pad;            // in elements
+    size_t guard = std::max<size_t>(64, stride + 64);  // elements before and after the rows
+    std::vector<T> mem = std::vector<T>(2 * guard + stride * height, fill);
 
-    T* data() { return mem.data() + kGuard; }
+    T* data() { return mem.data() + guard; }
     // Signed: a model may read the element before a row, or the row before the first, as the
     // kernels do, with weight 0.
-    T& at(long x, long y, long c = 0) { return mem[kGuard + y * stride + x * channels + c]; }
+    T& at(long x, long y, long c = 0) { return mem[guard + y * stride + x * channels + c]; }
     // Each pixel element equals want(x, y, c) exactly, and every other element holds the fill.
     template <class F>
     testing::AssertionResult matches(F want) {
@@ -366,8 +366,13 @@ void check(ResizerMethod m, const size_t (&z)[5], uint64_t& hash, size_t src_pad
            size_t dst_pad = 5) {
     std::mt19937 rng(unsigned(z[0] * 1000 + z[2]));
     Image<T> src{z[0], z[1], z[4], src_pad}, dst{z[2], z[3], z[4], dst_pad};
-    // Bytes, or floats in [-128, 128) with 24 significant bits.
-    for (T& v : src.mem) v = T(int32_t(rng()) >> 8) * T(sizeof(T) == 4 ? 0x1p-16 : 1);
+    // Bytes, or floats in [-128, 128) with 24 significant bits: the rows and 64 elements either
+    // side first, then the rest of the guard zones.
+    const size_t near = src.guard - 64, far = near + src.stride * src.height + 128;
+    auto random = [&] { return T(int32_t(rng()) >> 8) * T(sizeof(T) == 4 ? 0x1p-16 : 1); };
+    for (size_t i = near; i < far; ++i) src.mem[i] = random();
+    for (size_t i = 0; i < src.mem.size(); ++i)
+        if (i < near || i >= far) src.mem[i] = random();
     std::unique_ptr<Resizer> r(
         makeResizer(z[0], z[1], z[2], z[3], z[4], ResizerChannelType(sizeof(T) / 4), m));
     for (int pass = 0; pass < 2; ++pass)
@@ -376,8 +381,11 @@ void check(ResizerMethod m, const size_t (&z)[5], uint64_t& hash, size_t src_pad
     const auto tx = axisTaps<T>(m, z[0], z[2]), ty = axisTaps<T>(m, z[1], z[3]);
     EXPECT_TRUE(dst.matches([&](auto x, auto y, auto c) { return model(src, tx[x], ty[y], m, c); }))
         << m << ": " << z[0] << "x" << z[1] << " to " << z[2] << "x" << z[3] << " x" << z[4];
-    for (size_t i = 0; i < dst.mem.size() * sizeof(T); ++i)  // FNV-1a
-        hash = (hash ^ reinterpret_cast<const uint8_t*>(dst.mem.data())[i]) * 1099511628211ull;
+    // FNV-1a over the rows and 64 elements either side.
+    const T* begin = dst.data() - 64;
+    const size_t bytes = (dst.stride * dst.height + 128) * sizeof(T);
+    for (size_t i = 0; i < bytes; ++i)
+        hash = (hash ^ reinterpret_cast<const uint8_t*>(begin)[i]) * 1099511628211ull;
 }
 
 TEST(Resizers, MatchModelsWithTheSameBytesOnEveryTarget) {

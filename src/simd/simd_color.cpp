@@ -270,10 +270,10 @@ void i420ToBgrRows(const uint8_t* y0, const uint8_t* y1, const uint8_t* u, const
 
 [[gnu::noinline]] void splitUvRow(const uint8_t* __restrict uv, size_t width, uint8_t* __restrict u,
                                   uint8_t* __restrict v) {
-    forEachElement(width, [=](size_t i) {
+    for (size_t i = 0; i < width; ++i) {
         u[i] = uv[2 * i];
         v[i] = uv[2 * i + 1];
-    });
+    }
 }
 
 [[gnu::noinline]] void mergeUvRow(const uint8_t* __restrict u, const uint8_t* __restrict v,

@@ -53,7 +53,7 @@ constexpr int kMantissaDrop = 23 - 10;  // float mantissa bits that a half doesn
 // a branch around the costlier candidate: both are computed for every element.
 inline uint32_t select(bool condition, uint32_t a, uint32_t b) {
     const uint32_t mask = 0u - static_cast<uint32_t>(condition);
-    return (a & mask) | (b & ~mask);
+    return b ^ ((a ^ b) & mask);
 }
 
 // Exact: normal and special patterns by shifting into place (infinities and NaNs move on to
@@ -117,6 +117,11 @@ void bytesToFloat(const uint8_t* src, size_t count, const float* lower, const fl
                   float* dst) {
     const float lo = *lower;
     const float k = (*upper - lo) / 255.0f;  // 1.0 for the bounds 0 and 255: values pass as is
+    if (k == 1.0f && lo == 0.0f) {
+        // The range 0..255 (the only one the backend uses): fma(1, x, +-0) is x itself.
+        for (size_t i = 0; i < count; ++i) storeAt(dst, i, static_cast<float>(src[i]));
+        return;
+    }
     if (exactByteProducts(k)) {
         // The usual case: one rounding, on the sum, without a call to fmaf (which x86-64 without
         // FMA instructions makes into a library call per element).

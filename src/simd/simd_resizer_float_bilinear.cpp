@@ -54,7 +54,10 @@ template <int C>
 // The pair loads below take the lower address as the low half.
 static_assert(std::endian::native == std::endian::little);
 
-// One channel: the two neighbours are adjacent, one 64-bit load.
+#if defined(__FMA__)
+// One channel: the two neighbours are adjacent, one 64-bit load. Where the fused multiply-add is
+// a vector instruction the loop vectorises, and one gathered load per element beats two; without
+// it each fmaf is a call and the plain form above is as fast.
 template <>
 [[gnu::noinline]] void filterRowC<1>(const float* src, const int32_t* __restrict index,
                                      const float* __restrict weight, size_t size,
@@ -67,6 +70,7 @@ template <>
         dst[j] = blend(a, b, weight[j]);
     }
 }
+#endif
 
 void filterRowAny(const float* src, const int32_t* index, const float* weight, size_t size,
                   size_t channels, float* dst) {

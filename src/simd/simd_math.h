@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace Simd {
 
@@ -57,6 +58,29 @@ inline void forEachElement(size_t count, Op op) {
     for (; i + kBlock <= count; i += kBlock)
         for (size_t k = i; k < i + kBlock; ++k) op(k);
     for (; i < count; ++i) op(i);
+}
+
+// Calls kernel(std::integral_constant<int, C>()) with C = channels for 1 to 4 channels, so that a
+// row loop takes its channel count as a template argument, and other() for any other count.
+template <class Kernel, class Other>
+inline void withChannelCount(size_t channels, Kernel kernel, Other other) {
+    switch (channels) {
+        case 1:
+            kernel(std::integral_constant<int, 1>());
+            break;
+        case 2:
+            kernel(std::integral_constant<int, 2>());
+            break;
+        case 3:
+            kernel(std::integral_constant<int, 3>());
+            break;
+        case 4:
+            kernel(std::integral_constant<int, 4>());
+            break;
+        default:
+            other();
+            break;
+    }
 }
 
 }  // namespace Simd

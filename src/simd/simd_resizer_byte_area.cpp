@@ -235,20 +235,12 @@ void ResizerByteArea::run(const uint8_t* src, size_t src_stride, uint8_t* dst, s
         }
         const int32_t* ti = tap_index.data;
         const uint32_t* tw = tap_weight.data;
-        switch (channels) {
-            case 1:
-                sumRow<1>(sums.data, ti, tw, taps, width, acc.data, dst);
-                break;
-            case 2:
-                sumRow<2>(sums.data, ti, tw, taps, width, acc.data, dst);
-                break;
-            case 3:
-                sumRow<3>(sums.data, ti, tw, taps, width, acc.data, dst);
-                break;
-            default:
-                sumRow<4>(sums.data, ti, tw, taps, width, acc.data, dst);
-                break;
-        }
+        withChannelCount(
+            channels,
+            [&](auto n) {
+                sumRow<decltype(n)::value>(sums.data, ti, tw, taps, width, acc.data, dst);
+            },
+            [] {});
     }
 }
 

@@ -85,23 +85,9 @@ void filterRowC(const uint8_t* src, const int32_t* index, const int32_t* weight,
 
 void filterRowAny(const uint8_t* src, const int32_t* index, const int32_t* weight, size_t size,
                   size_t channels, int32_t* dst) {
-    switch (channels) {
-        case 1:
-            filterRowC<1>(src, index, weight, size, dst);
-            break;
-        case 2:
-            filterRowC<2>(src, index, weight, size, dst);
-            break;
-        case 3:
-            filterRowC<3>(src, index, weight, size, dst);
-            break;
-        case 4:
-            filterRowC<4>(src, index, weight, size, dst);
-            break;
-        default:
-            filterRow(src, index, weight, size, static_cast<ptrdiff_t>(channels), dst);
-            break;
-    }
+    withChannelCount(
+        channels, [&](auto c) { filterRowC<decltype(c)::value>(src, index, weight, size, dst); },
+        [&] { filterRow(src, index, weight, size, static_cast<ptrdiff_t>(channels), dst); });
 }
 
 // The vertical step: plain loops over contiguous words, vectorised. The row buffers never overlap
@@ -302,24 +288,15 @@ void ResizerByteBilinear::runVerticalFirst(const uint8_t* src, size_t src_stride
             scaleColumns(sourceRow(sy + 1), count, blend.data);
         else
             blendColumns(sourceRow(sy), sourceRow(sy + 1), fy, count, blend.data);
-        switch (channels) {
-            case 1:
-                filterBlend<1>(blend.data, index.data, weight.data, width, dst);
-                break;
-            case 2:
-                filterBlend<2>(blend.data, index.data, weight.data, width, dst);
-                break;
-            case 3:
-                filterBlend<3>(blend.data, index.data, weight.data, width, dst);
-                break;
-            case 4:
-                filterBlend<4>(blend.data, index.data, weight.data, width, dst);
-                break;
-            default:
+        withChannelCount(
+            channels,
+            [&](auto c) {
+                filterBlend<decltype(c)::value>(blend.data, index.data, weight.data, width, dst);
+            },
+            [&] {
                 filterBlendAny(blend.data, index.data, weight.data, row_size,
                                static_cast<ptrdiff_t>(channels), dst);
-                break;
-        }
+            });
     }
 }
 

@@ -74,23 +74,9 @@ template <>
 
 void filterRowAny(const float* src, const int32_t* index, const float* weight, size_t size,
                   size_t channels, float* dst) {
-    switch (channels) {
-        case 1:
-            filterRowC<1>(src, index, weight, size, dst);
-            break;
-        case 2:
-            filterRowC<2>(src, index, weight, size, dst);
-            break;
-        case 3:
-            filterRowC<3>(src, index, weight, size, dst);
-            break;
-        case 4:
-            filterRowC<4>(src, index, weight, size, dst);
-            break;
-        default:
-            filterRow(src, index, weight, size, static_cast<ptrdiff_t>(channels), dst);
-            break;
-    }
+    withChannelCount(
+        channels, [&](auto c) { filterRowC<decltype(c)::value>(src, index, weight, size, dst); },
+        [&] { filterRow(src, index, weight, size, static_cast<ptrdiff_t>(channels), dst); });
 }
 
 [[gnu::noinline]] void blendRows(const float* __restrict row0, const float* __restrict row1,

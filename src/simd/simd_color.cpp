@@ -114,14 +114,24 @@ inline T weightedSum14(T b, T g, T r) {
     }
 }
 
-[[gnu::noinline]] void grayToBgrRow(const uint8_t* __restrict gray, size_t width,
-                                    uint8_t* __restrict bgr) {
-    for (size_t i = 0; i < width; ++i) {
+inline void grayToBgrPixels(const uint8_t* __restrict gray, size_t count, uint8_t* __restrict bgr) {
+    for (size_t i = 0; i < count; ++i) {
         const uint8_t value = gray[i];
         bgr[3 * i] = value;
         bgr[3 * i + 1] = value;
         bgr[3 * i + 2] = value;
     }
+}
+
+[[gnu::noinline]] void grayToBgrRow(const uint8_t* __restrict gray, size_t width,
+                                    uint8_t* __restrict bgr) {
+    size_t i = 0;
+#if defined(__SSSE3__)
+    // With x86 byte shuffles, blocks of 16 pixels compile to three shuffles of one 16-byte load
+    // at every level; the plain loop takes about twice the shuffles per pixel at AVX2.
+    for (; i + 16 <= width; i += 16) grayToBgrPixels(gray + i, 16, bgr + 3 * i);
+#endif
+    grayToBgrPixels(gray + i, width - i, bgr + 3 * i);
 }
 
 [[gnu::noinline]] void swapChannels3Row(const uint8_t* __restrict src, size_t width,

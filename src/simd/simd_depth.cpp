@@ -4,27 +4,12 @@
 #include "simd_depth.h"
 
 #include <cmath>
-#include <cstring>
 
 #include "simd_math.h"
 
 namespace Simd::Base {
 
 namespace {
-
-// Element i of a run. Runs have no alignment requirement: a frame may wrap memory at any address
-// or with any stride, so elements wider than a byte are loaded and stored through memcpy, which
-// compiles to the same plain (unaligned) moves.
-template <class T>
-inline T loadAt(const T* p, size_t i) {
-    T v;
-    std::memcpy(&v, p + i, sizeof(T));
-    return v;
-}
-template <class T>
-inline void storeAt(T* p, size_t i, T v) {
-    std::memcpy(p + i, &v, sizeof(T));
-}
 
 // dst[i] = value(i) for each i, in blocks of four.
 template <class T, class F>

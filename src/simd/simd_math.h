@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 namespace Simd {
@@ -58,6 +59,20 @@ inline void forEachElement(size_t count, Op op) {
     for (; i + kBlock <= count; i += kBlock)
         for (size_t k = i; k < i + kBlock; ++k) op(k);
     for (; i < count; ++i) op(i);
+}
+
+// Element i of a row or run that may lie at any address: a frame may wrap memory at an odd address
+// or with an odd stride, so elements wider than a byte are loaded and stored through memcpy, which
+// compiles to the same plain (unaligned) moves.
+template <class T>
+inline T loadAt(const T* p, size_t i) {
+    T v;
+    std::memcpy(&v, p + i, sizeof(T));
+    return v;
+}
+template <class T>
+inline void storeAt(T* p, size_t i, T v) {
+    std::memcpy(p + i, &v, sizeof(T));
 }
 
 // Calls kernel(std::integral_constant<int, C>()) with C = channels for 1 to 4 channels, so that a

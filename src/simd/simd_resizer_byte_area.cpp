@@ -6,13 +6,14 @@
 // 1 / scale and the products wy0 * row(y0) and wy1 * row(y1) may wrap while their difference,
 // the value that counts, doesn't. Only the final word is read as signed.
 //
-// A destination pixel's sum is a double sum over its footprint, sum_y cy(y) * sum_x cx(x) * s(y,
-// x), where each source row and column has one net coefficient: the boundary weight for the first,
-// the whole weight for the others, less the far boundary's weight for the last. Integers modulo
-// 2^32 form a ring, so the order of the products and sums doesn't change the word: run computes
-// the rows' part once per destination row for every source element (a contiguous loop), then each
-// destination pixel's columns from those column sums. Rows and columns at the ends of a footprint
-// whose net coefficient is 0 (a boundary on a pixel edge) are skipped; they add nothing.
+// A destination pixel's sum is a double sum over its footprint: over rows y of cy(y) times the sum
+// over columns x of cx(x) * s(y, x), where each source row and column has one net coefficient:
+// the boundary weight for the first, the whole weight for the others, less the far boundary's
+// weight for the last. Integers modulo 2^32 form a ring, so the order of the products and sums
+// doesn't change the word: run computes the rows' part once per destination row for every source
+// element (a contiguous loop), then each destination pixel's columns from those column sums. Rows
+// and columns at the ends of a footprint whose net coefficient is 0 (a boundary on a pixel edge)
+// are skipped; they add nothing.
 #include <algorithm>
 #include <cmath>
 
@@ -182,20 +183,20 @@ void ResizerByteArea::run(const uint8_t* src, size_t src_stride, uint8_t* dst, s
     // output element. Scratch that fails to allocate leaves the destination untouched.
     const int32_t* x_index = _x_index.data;
     const int32_t* x_weight = _x_weight.data;
-    AlignedArray<int32_t> feet_mem;
+    AlignedArray<int32_t> first_column, column_count;
     AlignedArray<uint32_t> coefs;
-    feet_mem.resize(2 * width);
+    first_column.resize(width);
+    column_count.resize(width);
     coefs.resize(static_cast<size_t>(x_index[width] - x_index[0]) + width + 1);
-    if (!feet_mem.data || !coefs.data) return;
-    Footprint* feet = reinterpret_cast<Footprint*>(feet_mem.data);
+    if (!first_column.data || !column_count.data || !coefs.data) return;
     size_t taps = 1, used_columns = 0;
     for (size_t dx = 0, start = 0; dx < width; ++dx) {
-        feet[dx] = footprint(x_index, x_weight, dx, coefs.data + start);
-        start += static_cast<size_t>(feet[dx].count);
-        taps = std::max(taps, static_cast<size_t>(feet[dx].count));
-        if (feet[dx].count)
-            used_columns =
-                std::max(used_columns, static_cast<size_t>(feet[dx].first + feet[dx].count));
+        const Footprint f = footprint(x_index, x_weight, dx, coefs.data + start);
+        first_column[dx] = f.first;
+        column_count[dx] = f.count;
+        start += static_cast<size_t>(f.count);
+        taps = std::max(taps, static_cast<size_t>(f.count));
+        if (f.count) used_columns = std::max(used_columns, static_cast<size_t>(f.first + f.count));
     }
     AlignedArray<int32_t> tap_index;
     AlignedArray<uint32_t> tap_weight, acc;
@@ -203,11 +204,11 @@ void ResizerByteArea::run(const uint8_t* src, size_t src_stride, uint8_t* dst, s
     tap_weight.resize(taps * width);
     if (!tap_index.data || !tap_weight.data) return;
     for (size_t dx = 0, start = 0; dx < width; ++dx) {
-        const Footprint f = feet[dx];
-        tap_index[dx] = static_cast<int32_t>(static_cast<size_t>(f.first) * channels);
+        const size_t count = static_cast<size_t>(column_count[dx]);
+        tap_index[dx] = static_cast<int32_t>(static_cast<size_t>(first_column[dx]) * channels);
         for (size_t k = 0; k < taps; ++k)
-            tap_weight[k * width + dx] = k < static_cast<size_t>(f.count) ? coefs[start + k] : 0u;
-        start += static_cast<size_t>(f.count);
+            tap_weight[k * width + dx] = k < count ? coefs[start + k] : 0u;
+        start += count;
     }
 
     // The column sums of one destination row. The padding taps read up to taps - 1 pixels past

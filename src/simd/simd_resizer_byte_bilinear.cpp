@@ -119,7 +119,8 @@ void filterRowAny(const uint8_t* src, const int32_t* index, const int32_t* weigh
     for (size_t e = 0; e < size; ++e)
         blend[e] = static_cast<uint16_t>(row0[e] * kWhole + fy * (row1[e] - row0[e]));
 }
-// The full weight on one row: a * 16. fy is 0 or 16 only when the other row is not to be read.
+// The whole weight on one row, fy 0 or 16: a * 16, and the other row is not read (a one-row
+// source has none).
 [[gnu::noinline]] void scaleColumns(const uint8_t* __restrict row, size_t size,
                                     uint16_t* __restrict blend) {
     for (size_t e = 0; e < size; ++e) blend[e] = static_cast<uint16_t>(row[e] * kWhole);

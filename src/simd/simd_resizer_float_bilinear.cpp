@@ -13,17 +13,8 @@ namespace Simd::Base {
 
 namespace {
 
-// Rows and tables have no alignment requirement: a frame may wrap memory at any address, and the
-// byte-strided run keeps that offset on every row. Elements are loaded and stored through memcpy.
-inline float load(const float* p) {
-    float v;
-    std::memcpy(&v, p, sizeof(v));
-    return v;
-}
-inline void store(float* p, float v) {
-    std::memcpy(p, &v, sizeof(v));
-}
-
+// Source and destination rows may lie at any address (loadAt, storeAt); the tables and row
+// buffers are the resizer's own, aligned.
 float blend(float a, float b, float f) {
     return std::fmaf(a, 1.0f - f, f * b);
 }
@@ -34,7 +25,7 @@ void filterRow(const float* src, const int32_t* index, const float* weight, size
                ptrdiff_t channels, float* __restrict dst) {
     for (size_t j = 0; j < size; ++j) {
         const float* p = src + index[j];
-        dst[j] = blend(load(p), load(p + channels), weight[j]);
+        dst[j] = blend(loadAt(p, 0), loadAt(p, channels), weight[j]);
     }
 }
 
@@ -47,7 +38,7 @@ template <int C>
     for (size_t j = 0; j < size; j += C) {
         const float* p = src + index[j];
         const float f = weight[j];
-        for (int c = 0; c < C; ++c) dst[j + c] = blend(load(p + c), load(p + C + c), f);
+        for (int c = 0; c < C; ++c) dst[j + c] = blend(loadAt(p, c), loadAt(p, C + c), f);
     }
 }
 
@@ -81,7 +72,7 @@ void filterRowAny(const float* src, const int32_t* index, const float* weight, s
 
 [[gnu::noinline]] void blendRows(const float* __restrict row0, const float* __restrict row1,
                                  float fy, size_t size, float* dst) {
-    for (size_t j = 0; j < size; ++j) store(dst + j, std::fmaf(1.0f - fy, row0[j], fy * row1[j]));
+    for (size_t j = 0; j < size; ++j) storeAt(dst, j, std::fmaf(1.0f - fy, row0[j], fy * row1[j]));
 }
 
 }  // namespace

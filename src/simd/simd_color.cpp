@@ -190,7 +190,7 @@ inline void grayToBgrPixels(const uint8_t* __restrict gray, size_t count, uint8_
 // intermediate rows live on the stack. First pass, per pixel: Y of both rows, and the sum of the
 // two rows for each channel, kept apart by channel. Second pass, per 2x2 block: the channel means
 // from those sums, rounded half up to bytes, then U and V.
-constexpr size_t kChunk = 1024;
+constexpr size_t kChunk = 256;
 
 [[gnu::noinline]] void lumaAndColumnSums(const uint8_t* __restrict bgr0,
                                          const uint8_t* __restrict bgr1, size_t width,

@@ -1,5 +1,5 @@
 // The core library: geometry, status numbers, exceptions, frames, buffers,
-// device contexts, tensors and constant arithmetic.
+// device contexts, tensors and constant arithmetic; the version macros.
 #pragma once
 
 #include "zq/exception.h"
@@ -7,3 +7,4 @@
 #include "zq/geometry.h"
 #include "zq/status.h"
 #include "zq/tensor.h"
+#include "zq/version.h"

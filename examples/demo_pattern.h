@@ -31,35 +31,36 @@ inline zq::Frame demoPattern(zq::Size size) {
             const unsigned char* c = nullptr;
             unsigned char v = 0;
             switch (band) {
-            case 0:  // colour bars
-                c = bars[x * 8 / w];
-                break;
-            case 1: {  // hue ramp, full saturation
-                const double t = 6.0 * x / w;
-                const int sector = int(t) % 6;
-                const double frac = t - std::floor(t);
-                const unsigned char up = (unsigned char)(255 * frac),
-                                    down = (unsigned char)(255 * (1 - frac));
-                const unsigned char rgb[6][3] = {{255, up, 0},   {down, 255, 0}, {0, 255, up},
-                                                 {0, down, 255}, {up, 0, 255},   {255, 0, down}};
-                px[2] = rgb[sector][0], px[1] = rgb[sector][1], px[0] = rgb[sector][2];
-                continue;
-            }
-            case 2:  // horizontal stripes: rows of one pixel left, two pixels right
-                c = x < w / 2 ? stripes[y % 2] : stripes[2 + (y / 2) % 2];
-                break;
-            case 3:  // vertical stripes: columns of one pixel left, two pixels right
-                c = x < w / 2 ? stripes[x % 2] : stripes[2 + (x / 2) % 2];
-                break;
-            case 4:  // gray ramp
-                v = (unsigned char)(w > 1 ? x * 255 / (w - 1) : 0);
-                break;
-            default: {  // zone plate
-                const double cx = x - w / 2.0, cy = y - 11.0 * h / 12.0;
-                v = (unsigned char)(127.5 + 127.5 * std::cos(3.14159265 * (cx * cx + cy * cy) /
-                                                              (0.6 * w)));
-                break;
-            }
+                case 0:  // colour bars
+                    c = bars[x * 8 / w];
+                    break;
+                case 1: {  // hue ramp, full saturation
+                    const double t = 6.0 * x / w;
+                    const int sector = int(t) % 6;
+                    const double frac = t - std::floor(t);
+                    const unsigned char up = (unsigned char)(255 * frac),
+                                        down = (unsigned char)(255 * (1 - frac));
+                    const unsigned char rgb[6][3] = {{255, up, 0}, {down, 255, 0},
+                                                     {0, 255, up}, {0, down, 255},
+                                                     {up, 0, 255}, {255, 0, down}};
+                    px[2] = rgb[sector][0], px[1] = rgb[sector][1], px[0] = rgb[sector][2];
+                    continue;
+                }
+                case 2:  // horizontal stripes: rows of one pixel left, two pixels right
+                    c = x < w / 2 ? stripes[y % 2] : stripes[2 + (y / 2) % 2];
+                    break;
+                case 3:  // vertical stripes: columns of one pixel left, two pixels right
+                    c = x < w / 2 ? stripes[x % 2] : stripes[2 + (x / 2) % 2];
+                    break;
+                case 4:  // gray ramp
+                    v = (unsigned char)(w > 1 ? x * 255 / (w - 1) : 0);
+                    break;
+                default: {  // zone plate
+                    const double cx = x - w / 2.0, cy = y - 11.0 * h / 12.0;
+                    v = (unsigned char)(127.5 + 127.5 * std::cos(3.14159265 * (cx * cx + cy * cy) /
+                                                                 (0.6 * w)));
+                    break;
+                }
             }
             if (c) {
                 px[0] = c[0], px[1] = c[1], px[2] = c[2];

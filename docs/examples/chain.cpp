@@ -14,7 +14,7 @@ int main() {
     zq::FormatConverter converter;  // fed by the scaler
     converter.reuse(scaler, zq::ZQ_FRAME_I420);
 
-    zq::Frame i420;                       // uninitialized: produceFrame allocates it
+    zq::Frame i420;                     // uninitialized: produceFrame allocates it
     zq::produceFrame(converter, i420);  // pulls 360 rows through the chain
 
     std::printf("%s %dx%d\n", zq::toString(i420.format()), i420.width(), i420.height());

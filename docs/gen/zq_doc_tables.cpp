@@ -64,11 +64,12 @@ std::vector<FrameFormat> allFormats() {
 }
 
 bool isFloat(FrameFormat f) {
-    return f == zq::ZQ_FRAME_32F_C1 || f == zq::ZQ_FRAME_BGR32F ||
-           f == zq::ZQ_FRAME_BGR32F_PLANAR;
+    return f == zq::ZQ_FRAME_32F_C1 || f == zq::ZQ_FRAME_BGR32F || f == zq::ZQ_FRAME_BGR32F_PLANAR;
 }
 
-std::string name(FrameFormat f) { return zq::toString(f); }
+std::string name(FrameFormat f) {
+    return zq::toString(f);
+}
 
 // A frame of the format filled with a fixed ramp (floats hold 0 to 255).
 Frame filledFrame(FrameFormat format, Size size) {
@@ -185,7 +186,9 @@ std::vector<ScaleStage> scaleStages() {
 
 // ------------------------------------------------------------ rendering
 
-std::string cellOf(const Outcome& o) { return o.ok ? "✓" : "✗ " + std::to_string(o.status); }
+std::string cellOf(const Outcome& o) {
+    return o.ok ? "✓" : "✗ " + std::to_string(o.status);
+}
 
 std::string join(const std::vector<std::string>& items, const char* sep) {
     std::string s;
@@ -427,9 +430,9 @@ std::string sectionRoadDifferences() {
         return *std::find_if(stages.begin(), stages.end(),
                              [&](const ScaleStage& s) { return s.name == n; });
     };
-    for (const auto& [p, v] : {std::pair<std::string, std::string>{"`Scaler` bilinear",
-                                                                   "`CvBackendSimd` bilinear"},
-                               {"`Scaler` area", "`CvBackendSimd` area"}}) {
+    for (const auto& [p, v] :
+         {std::pair<std::string, std::string>{"`Scaler` bilinear", "`CvBackendSimd` bilinear"},
+          {"`Scaler` area", "`CvBackendSimd` area"}}) {
         for (const Size size : {half, larger}) {
             Frame a, b;
             stage(p).run(pattern, size, a);
@@ -541,8 +544,8 @@ bool regenerate(const std::string& guide_path, const std::string& guide, std::st
                              (dir + file).c_str());
                 return false;
             }
-            out << "```cpp\n" << code << (code.empty() || code.back() == '\n' ? "" : "\n")
-                << "```\n";
+            out << "```cpp\n"
+                << code << (code.empty() || code.back() == '\n' ? "" : "\n") << "```\n";
             skip_until = "<!-- end example -->";
         }
         if (!skip_until.empty()) {

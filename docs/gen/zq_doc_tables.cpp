@@ -181,6 +181,8 @@ std::vector<ScaleStage> scaleStages() {
          }},
         {"`CvBackendSimd` bilinear", simd(zq::ResizeBilinear)},
         {"`CvBackendSimd` area", simd(zq::ResizeArea)},
+        // A new stage is one more entry: its name as the column head, and a
+        // call that scales `src` to `size` into `out`, as above.
     };
 }
 

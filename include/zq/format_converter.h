@@ -33,6 +33,8 @@ public:
     bool next() override;
 
 private:
+    void abandon(bool chosen);
+
     int32_t _initialized;
     const FrameLayout* _src_layout;
     FrameLayout _dst_layout;

@@ -9,8 +9,10 @@
 
 namespace zq {
 
-/// Numbered pixel formats. The numbers are part of the interface.
-enum FrameFormat {
+/// Numbered pixel formats. The numbers are part of the interface. Any 32-bit
+/// number is a value of the type; numbers without a format are refused where
+/// they are used.
+enum FrameFormat : int32_t {
     ZQ_FRAME_NONE = 0,
     ZQ_FRAME_GRAY8 = 1,           ///< one byte per pixel
     ZQ_FRAME_RGB24 = 2,           ///< interleaved R, G, B

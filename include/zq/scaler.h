@@ -5,22 +5,23 @@
 
 namespace zq {
 
-/// Method of Scaler::reuse.
-enum ScaleMethod {
+/// Method of Scaler::reuse. The type is a plain 32-bit integer, so that any
+/// number (such as a backend property) can be carried and then refused.
+enum ScaleMethod : int32_t {
     ZQ_SCALE_NEAREST = 0,   ///< nearest neighbour
     ZQ_SCALE_BILINEAR = 1,  ///< bilinear, 16.16 fixed point, truncating
     ZQ_SCALE_AREA = 2,      ///< area averaging (reduction; enlarges by two-tap blends)
 };
 
 /// Method of resizeFrame and value of backend property 1. The numbers mean
-/// the same as in ScaleMethod.
-enum ResizeMethod {
+/// the same as in ScaleMethod; any 32-bit number is a value of the type.
+enum ResizeMethod : int32_t {
     ResizeBilinear = 1,
     ResizeArea = 2,
 };
 
 /// Bits of a weight of the scalers that take a fixed-point precision.
-enum ScalerPrecision {
+enum ScalerPrecision : int32_t {
     ZQ_SCALER_FIXED_POINT_8S = 8,    ///< signed 8-bit weights
     ZQ_SCALER_FIXED_POINT_16S = 16,  ///< signed 16-bit weights
 };

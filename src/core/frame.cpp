@@ -68,9 +68,11 @@ const FormatSpec* findFormat(FrameFormat format) {
     return &kFormats[f];
 }
 
-uint32_t roundUp(uint64_t value, uint32_t multiple) {
-    if (multiple <= 1) return uint32_t(value);
-    return uint32_t((value + multiple - 1) / multiple * multiple);
+constexpr uint64_t kMaxInt32 = 0x7FFFFFFF;
+
+uint64_t roundUp64(uint64_t value, uint32_t multiple) {
+    if (multiple <= 1) return value;
+    return (value + multiple - 1) / multiple * multiple;
 }
 
 // Packed 4:2:2 rows are stepped through 2 bytes per pixel by format conversion,
@@ -97,25 +99,33 @@ FrameLayout::FrameLayout() {
 FrameLayout::FrameLayout(FrameFormat fmt, Size sz, unsigned align) : FrameLayout() {
     const FormatSpec* info = findFormat(fmt);
     if (!info || sz.empty()) return;
-    format = fmt;
-    plane_count = info->plane_count;
-    size = sz;
-    alignment = align;
+    // Byte counts are formed in 64 bits: every field must hold its value, and
+    // a frame whose planes or offsets do not fit is not a layout at all.
+    FrameLayout layout;
+    layout.format = fmt;
+    layout.plane_count = info->plane_count;
+    layout.size = sz;
+    layout.alignment = align;
     uint64_t offset = 0;
-    for (int p = 0; p < plane_count; ++p) {
+    for (int p = 0; p < info->plane_count; ++p) {
         const PlaneSpec& ps = info->planes[p];
-        PlaneLayout& pl = planes[p];
-        pl.width = (sz.width + (1 << ps.x_shift) - 1) >> ps.x_shift;
-        pl.height = (sz.height + (1 << ps.y_shift) - 1) >> ps.y_shift;
+        PlaneLayout& pl = layout.planes[p];
+        pl.width = int32_t((int64_t(sz.width) + (1 << ps.x_shift) - 1) >> ps.x_shift);
+        pl.height = int32_t((int64_t(sz.height) + (1 << ps.y_shift) - 1) >> ps.y_shift);
         pl.bits_per_channel = ps.bits;
         pl.channels = ps.channels;
-        pl.row_bytes = pl.width * ps.channels * ps.bits / 8;
-        uint64_t room = isPacked422(fmt) ? uint64_t(pl.width) * 4 : uint64_t(pl.row_bytes);
-        pl.stride = int32_t(roundUp(room, align));
-        pl.plane_bytes = pl.stride * pl.height;
-        plane_offsets[p] = uint32_t(offset);
-        offset = roundUp(offset + uint64_t(pl.plane_bytes), 64);
+        const uint64_t row_bytes = uint64_t(pl.width) * ps.channels * ps.bits / 8;
+        const uint64_t room = isPacked422(fmt) ? uint64_t(pl.width) * 4 : row_bytes;
+        const uint64_t stride = roundUp64(room, align);
+        const uint64_t plane_bytes = stride * uint64_t(pl.height);
+        if (stride > kMaxInt32 || plane_bytes > kMaxInt32 || offset > 0xFFFFFFFFull) return;
+        pl.row_bytes = int32_t(row_bytes);
+        pl.stride = int32_t(stride);
+        pl.plane_bytes = int32_t(plane_bytes);
+        layout.plane_offsets[p] = uint32_t(offset);
+        offset = roundUp64(offset + plane_bytes, 64);
     }
+    *this = layout;
 }
 
 void FrameLayout::clear() {
@@ -151,10 +161,15 @@ void Buffer::resize(unsigned bytes, bool flag) {
         _size = bytes;
         return;
     }
+    // The capacity is the size rounded up to the alignment; a size whose
+    // rounded value leaves 32 bits cannot be held and counts as an allocation
+    // failure. Guard room on both sides, each a multiple of the alignment,
+    // keeps the data 64-byte aligned.
+    const uint64_t capacity = roundUp64(bytes, kAlignment);
+    if (capacity > 0xFFFFFFFFull)
+        ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY, "Failed to allocate %u bytes.", bytes);
     clear();
-    // Guard room on both sides, each a multiple of the alignment, keeps the
-    // data 64-byte aligned.
-    const uint64_t total = uint64_t(kGuardBytes) * 2 + roundUp(bytes, kAlignment);
+    const uint64_t total = uint64_t(kGuardBytes) * 2 + capacity;
     void* block = nullptr;
     if (total > SIZE_MAX || posix_memalign(&block, kAlignment, size_t(total)) != 0) block = nullptr;
     if (!block) ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY, "Failed to allocate %u bytes.", bytes);
@@ -165,7 +180,7 @@ void Buffer::resize(unsigned bytes, bool flag) {
     _block = block;
     _data = static_cast<unsigned char*>(block) + kGuardBytes;
     _size = bytes;
-    _capacity = roundUp(bytes, kAlignment);
+    _capacity = uint32_t(capacity);
 }
 
 void Buffer::clear() {
@@ -188,6 +203,10 @@ Frame::Frame(FrameFormat format, Size size, unsigned char* const plane_data[],
              const int32_t strides[])
     : Frame() {
     FrameLayout layout(format, size, 1);
+    if (layout.plane_count == 0 && findFormat(format) && !size.empty())
+        ZQ_THROW(ZQ_STATUS_OUT_OF_RANGE,
+                 "Failure in Frame::Frame(...) : size %ux%u does not fit a frame.",
+                 unsigned(size.width), unsigned(size.height));
     if (layout.plane_count == 0)
         ZQ_THROW(ZQ_STATUS_INVALID_PARAMETER,
                  "Failure in Frame::Frame(...) : format %u at size %ux%u is not valid.",
@@ -203,8 +222,15 @@ Frame::Frame(FrameFormat format, Size size, unsigned char* const plane_data[],
             ZQ_THROW(ZQ_STATUS_INVALID_STRIDE,
                      "Failure in Frame::Frame(...) : plane %u stride is shorter than its row.",
                      unsigned(p));
+        // Row offsets are signed 32-bit byte counts everywhere in the library.
+        const uint64_t plane_bytes = uint64_t(strides[p]) * uint64_t(pl.height);
+        if (plane_bytes > kMaxInt32)
+            ZQ_THROW(ZQ_STATUS_OUT_OF_RANGE,
+                     "Failure in Frame::Frame(...) : plane %u of stride %u and %u rows exceeds "
+                     "2^31 - 1 bytes.",
+                     unsigned(p), unsigned(strides[p]), unsigned(pl.height));
         pl.stride = strides[p];
-        pl.plane_bytes = pl.stride * pl.height;
+        pl.plane_bytes = int32_t(plane_bytes);
         layout.plane_offsets[p] = 0;
         _plane_data[p] = plane_data[p];
     }
@@ -219,6 +245,10 @@ Frame::~Frame() = default;
 
 void Frame::reuse(FrameFormat format, Size size, DeviceContext context, unsigned alignment) {
     FrameLayout layout(format, size, alignment == 0 ? 64 : alignment);
+    if (layout.plane_count == 0 && findFormat(format) && !size.empty())
+        ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY,
+                 "Failure in Frame::reuse(...) : frame of %ux%u is too large.",
+                 unsigned(size.width), unsigned(size.height));
     if (layout.plane_count == 0) {
         // No format or no pixels: the frame ends up uninitialized, which the
         // row cursors then report where the frame is used.

@@ -1,6 +1,7 @@
 #define ZQ_SOURCE_PATH "src/zq_cv/zq_format_converter"
 #include "zq/format_converter.h"
 
+#include "zq_failure_guard.h"
 #include "zq_impl_format_converter.h"
 
 namespace zq {
@@ -17,6 +18,17 @@ FormatConverter::~FormatConverter() {
     delete _impl;
 }
 
+// A reuse that failed after the engine took the new pair and width would leave
+// the new row function over the old window: the function is dropped and the
+// window emptied, so that produce() writes nothing and reads no row. A failure
+// in the engine's own choice already leaves it without a function and the
+// window as it was.
+void FormatConverter::abandon(bool chosen) {
+    if (!chosen) return;
+    _impl->disarm();
+    _window.clear();
+}
+
 void FormatConverter::reuse(const Frame& frame, FrameFormat dst_format) {
     if (!frame.initialized())
         ZQ_THROW(ZQ_STATUS_INVALID_PARAMETER, "Parameter 'frame' is not initialized.");
@@ -28,7 +40,10 @@ void FormatConverter::reuse(const Frame& frame, FrameFormat dst_format) {
     }
     _copier.clear();
     int window_size = 0;
+    bool chosen = false;
+    const OnFailure guard([&] { abandon(chosen); });
     _impl->reuse(frame.format(), dst_format, frame.width(), &window_size);
+    chosen = true;
     _window.reuse(frame, window_size);
     _src_layout = &frame.layout();
     _dst_layout = FrameLayout(dst_format, frame.size(), 64);
@@ -51,7 +66,10 @@ void FormatConverter::reuse(IRowProducer& producer, FrameFormat dst_format) {
     // counts as the source, and produce() then writes nothing.
     _src_layout = &src_layout;
     int window_size = 0;
+    bool chosen = false;
+    const OnFailure guard([&] { abandon(chosen); });
     _impl->reuse(src_layout.format, dst_format, src_layout.size.width, &window_size);
+    chosen = true;
     _window.reuse(producer, window_size);
     _dst_layout = FrameLayout(dst_format, src_layout.size, 64);
     _row = 0;

@@ -48,6 +48,9 @@ public:
     /// here or a BGR32F_PLANAR source, ZQ_STATUS_UNSUPPORTED_FORMAT for a pair
     /// without a function.
     void get_context(FrameFormat src_format, FrameFormat dst_format, int* window_size);
+    /// Drops the chosen function (the flag stays): produce() then writes
+    /// nothing. For a converter whose set-up failed after the choice.
+    void disarm() { _convert_row = nullptr; }
     /// Converts one row; does nothing while no function is chosen.
     void produce(const RowData* const* rows, RowData& dst);
 

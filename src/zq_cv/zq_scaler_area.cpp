@@ -7,6 +7,7 @@
 
 #include "zq/exception.h"
 #include "zq/row_window.h"
+#include "zq_failure_guard.h"
 
 namespace zq {
 
@@ -43,6 +44,17 @@ struct AreaEntry {
     uint16_t index;   // source position (wraps above 65535)
     uint16_t weight;  // part of destination sample i covered by source `index`
 };
+
+// The table finds the source position of destination i as i * src / dst in
+// 32-bit arithmetic: extents whose product leaves 2^31 would give positions
+// outside the row, and are refused.
+void checkAreaExtents(const char* stage, int32_t src, int32_t dst) {
+    if (int64_t(dst - 1) * int64_t(src) > 0x7FFFFFFF)
+        ZQ_THROW(ZQ_STATUS_OUT_OF_RANGE,
+                 "Failure in %s::reuse(...) : %u source to %u destination positions exceed "
+                 "the 32-bit position arithmetic.",
+                 stage, unsigned(src), unsigned(dst));
+}
 
 void buildAreaTable(int32_t src, int32_t dst, uint32_t shift, std::vector<AreaEntry>& table,
                     uint16_t& weight) {
@@ -286,12 +298,16 @@ ScalerAreaX::~ScalerAreaX() {
 template <class Source>
 void ScalerAreaX::State::reuse(Source& source, const FrameLayout& layout, int dst_width,
                                ScalerPrecision precision) {
+    bool stored = false;
+    const OnFailure guard([&] { abandonStage(*this, stored); });
     _shift = shiftOf(precision);
     const int32_t src_width = layout.size.width;
+    checkAreaExtents("ScalerAreaX", src_width, dst_width);
     if (src_width != _src_layout.size.width || dst_width != _dst_layout.size.width)
         buildAreaTable(src_width, dst_width, _shift, _table, _weight);
     _src_layout = layout;
     _dst_layout = FrameLayout(layout.format, Size(dst_width, layout.size.height), 64);
+    stored = true;
     try {
         _window.reuse(source, 1);
     } catch (Exception& e) {
@@ -428,14 +444,18 @@ ScalerAreaY::~ScalerAreaY() {
 template <class Source>
 void ScalerAreaY::State::reuse(Source& source, const FrameLayout& layout, int dst_height,
                                ScalerPrecision precision) {
+    bool stored = false;
+    const OnFailure guard([&] { abandonStage(*this, stored); });
     _dst_row = 0;
     _half_chroma = 0;
     _shift = shiftOf(precision);
     const int32_t src_height = layout.size.height;
+    checkAreaExtents("ScalerAreaY", src_height, dst_height);
     if (src_height != _src_layout.size.height || dst_height != _dst_layout.size.height)
         buildAreaTable(src_height, dst_height, _shift, _table, _weight);
     _src_layout = layout;
     _dst_layout = FrameLayout(layout.format, Size(layout.size.width, dst_height), 64);
+    stored = true;
     _half_chroma = _dst_layout.plane_count >= 2 &&
                    _dst_layout.planes[1].height != _dst_layout.planes[0].height;
 
@@ -624,7 +644,17 @@ void scaleAreaXY::reuse(const Frame& src_frame, Size dst_size, ScalerPrecision p
         ZQ_THROW(ZQ_STATUS_UNSUPPORTED_FORMAT,
                  "Failure in scaleAreaXY::reuse(...) : the area method is implemented for "
                  "down-scaling only.");
+    // Coordinates are 16.16 in 32 bits: a source extent from 32768 on would
+    // wrap its step and place boxes outside the rows.
+    if (src_size.width >= 32768 || src_size.height >= 32768)
+        ZQ_THROW(ZQ_STATUS_OUT_OF_RANGE,
+                 "Failure in scaleAreaXY::reuse(...) : source size %ux%u exceeds the 16.16 "
+                 "coordinates (32767 at most).",
+                 unsigned(src_size.width), unsigned(src_size.height));
     State& s = *_p_state;
+    // A failed window leaves the stored steps and layouts as they are, but
+    // not the window made for other ones: produce then refuses.
+    const OnFailure guard([&] { s._window.clear(); });
 
     // The steps, and the chroma step with them, are kept at unchanged sizes.
     if (!(src_size == s._src_layout.size && dst_size == s._dst_layout.size)) {

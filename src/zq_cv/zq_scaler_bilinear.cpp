@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "zq/row_window.h"
+#include "zq_failure_guard.h"
 
 namespace zq {
 
@@ -292,10 +293,13 @@ void ScalerBilinearX::State::_reuse(const Size& src_size, int dst_width) {
 
 template <typename Source>
 void ScalerBilinearX::State::reuse(Source& source, const FrameLayout& src_layout, int dst_width) {
+    bool stored = false;
+    const OnFailure guard([&] { abandonStage(*this, stored); });
     if (src_layout.size.width != _src_layout.size.width || dst_width != _dst_layout.size.width)
         _reuse(src_layout.size, dst_width);
     _src_layout = src_layout;
     _dst_layout = FrameLayout(src_layout.format, Size(dst_width, src_layout.size.height), 64);
+    stored = true;
     try {
         _window.reuse(source, 1);
     } catch (Exception& e) {
@@ -384,11 +388,14 @@ void ScalerBilinearY::State::_reuse(const FrameLayout& src_layout, int dst_heigh
 
 template <typename Source>
 void ScalerBilinearY::State::reuse(Source& source, const FrameLayout& src_layout, int dst_height) {
+    bool stored = false;
+    const OnFailure guard([&] { abandonStage(*this, stored); });
     if (src_layout.size.height != _src_layout.size.height || dst_height != _dst_layout.size.height)
         _reuse(src_layout, dst_height);
     _dst_row = 0;
     _src_layout = src_layout;
     _dst_layout = FrameLayout(src_layout.format, Size(src_layout.size.width, dst_height), 64);
+    stored = true;
     try {
         _window.reuse(source, windowSizeFor(source, verticalWindowSize(_dst_layout)));
     } catch (Exception& e) {
@@ -485,11 +492,14 @@ void ScalerBilinearXY::State::_reuse(const Size& src_size, const Size& dst_size)
 
 template <typename Source>
 void ScalerBilinearXY::State::reuse(Source& source, const FrameLayout& src_layout, Size dst_size) {
+    bool stored = false;
+    const OnFailure guard([&] { abandonStage(*this, stored); });
     if (src_layout.size != _src_layout.size || dst_size != _dst_layout.size)
         _reuse(src_layout.size, dst_size);
     _dst_row = 0;
     _src_layout = src_layout;
     _dst_layout = FrameLayout(src_layout.format, dst_size, 64);
+    stored = true;
     try {
         _window.reuse(source, windowSizeFor(source, verticalWindowSize(_dst_layout)));
     } catch (Exception& e) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "zq/row_window.h"
+#include "zq_failure_guard.h"
 
 namespace zq {
 
@@ -87,6 +88,16 @@ template <typename Source>
 void ScalerNearestNeighbor::State::reuse(Source& source, const FrameLayout& src_layout,
                                          Size dst_size) {
     const Size& src_size = src_layout.size;
+    // After a failure the window is dropped (produce refuses), and so are the
+    // extents when the tables changed without them.
+    bool stored = false;
+    const OnFailure guard([&] {
+        _window.clear();
+        if (!stored) {
+            _layout.clear();
+            _src_width = _src_height = 0;
+        }
+    });
     // The tables depend on the four extents only: a new format keeps them.
     if (src_size.width != _src_width || src_size.height != _src_height || dst_size != _layout.size)
         _reuse(src_size, dst_size);
@@ -95,6 +106,7 @@ void ScalerNearestNeighbor::State::reuse(Source& source, const FrameLayout& src_
     _src_width = src_size.width;
     _src_height = src_size.height;
     _dst_row = 0;
+    stored = true;
     try {
         _window.reuse(source, 1);
     } catch (Exception& e) {

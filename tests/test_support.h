@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "all_formats.h"
+
 namespace zqtest {
 
 /// Runs `fn`, which must throw zq::Exception with `status` and exactly `text`.
@@ -114,13 +116,5 @@ private:
     zq::FrameLayout _layout;
     int _row = 0;
 };
-
-/// Every format that has a layout, with its number.
-inline std::vector<zq::FrameFormat> allFormats() {
-    std::vector<zq::FrameFormat> formats;
-    for (int f = 1; f <= 26; ++f)
-        if (f < 21 || f > 23) formats.push_back(zq::FrameFormat(f));
-    return formats;
-}
 
 }  // namespace zqtest

@@ -64,7 +64,7 @@ struct PlaneLayout {
 /// Formats ZQ_FRAME_YUYV and ZQ_FRAME_UYVY have 2 bytes per pixel in
 /// `row_bytes`, but their `stride` leaves room for 4 bytes per pixel (rounded
 /// up to the alignment): the scalers treat these formats as rows of 3-byte and
-/// 4-byte elements and write that many bytes per pixel.
+/// 4-byte elements and read and write that many bytes per pixel.
 struct ZQ_CORE_API FrameLayout {
     FrameFormat format;
     int32_t plane_count;  ///< 0 to 4; 0 means uninitialized
@@ -164,20 +164,22 @@ public:
     /// Wraps application memory without copying and without taking ownership:
     /// `plane_data[p]` is the first row of plane p and `strides[p]` its stride
     /// in bytes, for each plane of `format`. The memory must outlive every
-    /// frame that shares it.
+    /// frame that shares it, and it must leave the room of wrappedFrameRoom()
+    /// around each plane (see the table there): some kernels read or write a
+    /// little before the first row or past the last one.
     ///
-    /// Room the memory must leave, for the scalers and kernels that read a
-    /// little around a row: 64 bytes before the first row of each plane and
-    /// 64 bytes after the end of the last row (the area scalers read one sample
-    /// past a row, the vector bilinear resizer the pixel before a row; area
-    /// reduction of a sub-sampled format reads chroma rows with the luma row's
-    /// table, up to two luma rows past the last chroma row). For
-    /// ZQ_FRAME_YUYV and ZQ_FRAME_UYVY frames that a scaler writes to, each
-    /// stride must hold 4 bytes per pixel.
+    /// Float formats: a stride that is not a multiple of 4 is accepted, but the
+    /// vector float resizer (CvBackendSimd::resize) counts strides in whole
+    /// floats, rounding down: it then takes row y at y * (stride mod 4) bytes
+    /// before the row, reading and writing bytes that belong to no row or to
+    /// the row above (never outside the plane). Keep float strides at
+    /// multiples of 4.
     ///
     /// Throws ZQ_STATUS_INVALID_PARAMETER for an unknown format or an empty
-    /// size, ZQ_STATUS_NULL_POINTER for a null plane address and
-    /// ZQ_STATUS_INVALID_STRIDE for a stride shorter than the row.
+    /// size, ZQ_STATUS_NULL_POINTER for a null plane address,
+    /// ZQ_STATUS_INVALID_STRIDE for a stride shorter than the row, and
+    /// ZQ_STATUS_OUT_OF_RANGE when a row or a plane (stride times rows) does
+    /// not fit 2^31 - 1 bytes.
     Frame(FrameFormat format, Size size, unsigned char* const plane_data[],
           const int32_t strides[]);
     Frame(const Frame&);
@@ -231,12 +233,67 @@ private:
 };
 
 /// A frame that views `region` of `frame`, sharing its pixels and strides;
-/// writing through it changes `frame`. Sub-sampled planes are offset by the
-/// position divided by their sampling factor (rounded down) and sized as the
-/// format's layout at the region's size. A region that reaches past an edge
-/// is clipped to the frame. Throws ZQ_STATUS_UNINITIALIZED_INPUT for an
-/// uninitialized frame and ZQ_STATUS_OUT_OF_RANGE for a region that does not
-/// overlap the frame; memory outside the frame is never addressed.
+/// writing through it changes `frame`. Scalers write YUYV rows as 3-byte and
+/// UYVY rows as 4-byte elements, one per pixel: a scaled write into a region
+/// of such a frame also changes the W (YUYV) or 2W (UYVY) bytes right of the
+/// region's rows, and past the last one (W the region's width). A float
+/// region of a frame whose stride is not a multiple of 4 is resized by
+/// CvBackendSimd with rows shifted as told at the wrapping constructor. Sub-sampled planes are
+/// offset by the position divided by their sampling factor (rounded down) and sized as the format's
+/// layout at the region's size. A region that reaches past an edge is clipped to the frame. Throws
+/// ZQ_STATUS_UNINITIALIZED_INPUT for an uninitialized frame and ZQ_STATUS_OUT_OF_RANGE for a region
+/// that does not overlap the frame; memory outside the frame is never addressed.
 ZQ_CORE_API Frame getRegion(Frame& frame, Rect region);
+
+/// Where to place the planes of a frame over application memory, and how
+/// many bytes to allocate for it.
+struct WrappedFrameRoom {
+    uint64_t bytes;       ///< bytes to allocate for all planes together
+    uint64_t offsets[4];  ///< first row of each plane, from the start of the allocation
+    int32_t strides[4];   ///< strides the room was worked out for
+    uint32_t before[4];   ///< room each plane needs before its first row
+    uint64_t after[4];    ///< room each plane needs after its last row's row_bytes
+};
+
+/// The room that a frame over application memory (the wrapping constructor
+/// of Frame) must leave, so that every stage and backend of the library
+/// stays inside the memory. Per plane p: W is the frame's width, w the
+/// plane's width, P the bytes of one pixel of the plane (channels times
+/// bits / 8; 2 for YUYV and UYVY). "Before" counts back from the first byte
+/// of the first row, "after" on from the end of the last row's `row_bytes`.
+/// A plane needs the largest value of the rows that apply to it:
+///
+/// | Formats    | Before | After          | What reaches there                           |
+/// |------------|--------|----------------|----------------------------------------------|
+/// | all        | P      |                | CvBackendSimd bilinear resize reads the pixel |
+/// |            |        |                | before a row of a plane one pixel wide       |
+/// | all        |        | (W - w + 1) P  | area scalers: one pixel past a row when      |
+/// |            |        |                | enlarging; chroma planes are stepped with the |
+/// |            |        |                | luma row's positions, up to W - w further    |
+/// | YUYV       |        | W + 3          | scalers read and write W 3-byte elements a   |
+/// |            |        |                | row (W more than the row), one more when     |
+/// |            |        |                | enlarging                                    |
+/// | UYVY       |        | 2W + 4         | the same with 4-byte elements                |
+/// | YUYV, UYVY |        | 2              | conversion to them at an odd width writes    |
+/// |            |        |                | the pad byte of the last cell                |
+///
+/// (W - w + 1) P is one pixel for planes of full width, and about half a row
+/// for the chroma planes of 4:2:0 and 4:2:2 formats. Any stride from
+/// `row_bytes` on keeps to the memory: rows are written top down, so that the
+/// wide YUYV and UYVY rows only spill into rows written after them (but see
+/// getRegion for regions).
+///
+/// `strides` may be null for the tightest strides (`row_bytes`); otherwise
+/// it holds one stride per plane. The planes are placed one after the other,
+/// each first row at a multiple of 64 bytes from the start of the allocation.
+/// Throws ZQ_STATUS_INVALID_PARAMETER for an unknown format or an empty size,
+/// ZQ_STATUS_INVALID_STRIDE for a stride shorter than a row, and
+/// ZQ_STATUS_OUT_OF_RANGE for a plane that does not fit 2^31 - 1 bytes.
+ZQ_CORE_API WrappedFrameRoom wrappedFrameRoom(FrameFormat format, Size size,
+                                              const int32_t strides[] = nullptr);
+
+/// Bytes to allocate for a frame over application memory: wrappedFrameRoom().bytes.
+ZQ_CORE_API uint64_t wrappedFrameBytes(FrameFormat format, Size size,
+                                       const int32_t strides[] = nullptr);
 
 }  // namespace zq

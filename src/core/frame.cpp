@@ -1,6 +1,7 @@
 #define ZQ_SOURCE_PATH "src/core/frame"
 #include "zq/frame.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -339,6 +340,101 @@ Frame getRegion(Frame& frame, Rect region) {
     layout.alignment = frame._layout.alignment;
     view._layout = layout;
     return view;
+}
+
+// ------------------------------------------------------ wrapped frame room
+
+namespace {
+
+// What one plane of a wrapped frame is to the rules below.
+struct PlaneGeometry {
+    FrameFormat format;
+    int plane;
+    uint64_t frame_width;  // W, the luma width
+    uint64_t width;        // w, this plane's width
+    uint64_t pixel;        // P, bytes of one pixel of the plane
+};
+
+// One reader or writer that leaves the rows of a plane, with the bytes it
+// reaches before the first row and after the last row's row_bytes. The room
+// of a plane is the largest of all entries: a new stage that reaches further
+// is one more entry here (and in the table of frame.h).
+struct RoomRule {
+    const char* who;
+    uint64_t (*before)(const PlaneGeometry&);
+    uint64_t (*after)(const PlaneGeometry&);
+};
+
+uint64_t none(const PlaneGeometry&) {
+    return 0;
+}
+
+const RoomRule kRoomRules[] = {
+    // The vector bilinear resizer takes the pixel left of the first column of
+    // a plane one pixel wide.
+    {"CvBackendSimd bilinear resize", [](const PlaneGeometry& g) { return g.pixel; }, none},
+    // Enlarging area passes read the sample after the last one; chroma planes
+    // follow the luma row's positions, W - w pixels past their own width.
+    {"area scalers", none,
+     [](const PlaneGeometry& g) { return (g.frame_width - g.width + 1) * g.pixel; }},
+    // 3-byte (YUYV) and 4-byte (UYVY) elements, one per pixel plus one more
+    // when enlarging, over rows of 2 bytes per pixel.
+    {"scalers on packed 4:2:2", none,
+     [](const PlaneGeometry& g) -> uint64_t {
+         if (g.format == ZQ_FRAME_YUYV) return g.frame_width + 3;
+         if (g.format == ZQ_FRAME_UYVY) return 2 * g.frame_width + 4;
+         return 0;
+     }},
+    // The last cell of an odd width is written whole, pad byte included.
+    {"conversion to packed 4:2:2", none,
+     [](const PlaneGeometry& g) -> uint64_t { return isPacked422(g.format) ? 2 : 0; }},
+};
+
+}  // namespace
+
+WrappedFrameRoom wrappedFrameRoom(FrameFormat format, Size size, const int32_t strides[]) {
+    const FrameLayout layout(format, size, 1);
+    if (layout.plane_count == 0 && findFormat(format) && !size.empty())
+        ZQ_THROW(ZQ_STATUS_OUT_OF_RANGE,
+                 "Failure in wrappedFrameRoom(...) : size %ux%u does not fit a frame.",
+                 unsigned(size.width), unsigned(size.height));
+    if (layout.plane_count == 0)
+        ZQ_THROW(ZQ_STATUS_INVALID_PARAMETER,
+                 "Failure in wrappedFrameRoom(...) : format %u at size %ux%u is not valid.",
+                 unsigned(format), unsigned(size.width), unsigned(size.height));
+    WrappedFrameRoom room{};
+    uint64_t end = 0;
+    for (int p = 0; p < layout.plane_count; ++p) {
+        const PlaneLayout& pl = layout.planes[p];
+        const int32_t stride = strides ? strides[p] : pl.row_bytes;
+        if (stride < pl.row_bytes)
+            ZQ_THROW(ZQ_STATUS_INVALID_STRIDE,
+                     "Failure in wrappedFrameRoom(...) : plane %u stride is shorter than its row.",
+                     unsigned(p));
+        const uint64_t rows = uint64_t(stride) * uint64_t(pl.height - 1) + uint64_t(pl.row_bytes);
+        if (uint64_t(stride) * uint64_t(pl.height) > kMaxInt32)
+            ZQ_THROW(ZQ_STATUS_OUT_OF_RANGE,
+                     "Failure in wrappedFrameRoom(...) : plane %u exceeds 2^31 - 1 bytes.",
+                     unsigned(p));
+        const PlaneGeometry geometry{format, p, uint64_t(size.width), uint64_t(pl.width),
+                                     uint64_t(pl.row_bytes) / uint64_t(pl.width)};
+        uint64_t before = 0, after = 0;
+        for (const RoomRule& rule : kRoomRules) {
+            before = std::max(before, rule.before(geometry));
+            after = std::max(after, rule.after(geometry));
+        }
+        room.strides[p] = stride;
+        room.before[p] = uint32_t(before);
+        room.after[p] = after;
+        room.offsets[p] = roundUp64(end + before, 64);
+        end = room.offsets[p] + rows + after;
+    }
+    room.bytes = end;
+    return room;
+}
+
+uint64_t wrappedFrameBytes(FrameFormat format, Size size, const int32_t strides[]) {
+    return wrappedFrameRoom(format, size, strides).bytes;
 }
 
 }  // namespace zq

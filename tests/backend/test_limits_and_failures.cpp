@@ -3,6 +3,8 @@
 #include <zq/scaler_area.h>
 #include <zq/scaler_bilinear.h>
 
+#include <type_traits>
+
 #include "test_support.h"
 
 namespace {
@@ -12,6 +14,11 @@ using zqtest::throwsExactly;
 
 // A backend property is a plain int: a number outside the enumerators is
 // carried and refused by the scaler, not loaded as an enumerator.
+static_assert(std::is_same_v<std::underlying_type_t<ScaleMethod>, int32_t> &&
+                  std::is_same_v<std::underlying_type_t<ResizeMethod>, int32_t> &&
+                  std::is_same_v<std::underlying_type_t<FrameFormat>, int32_t>,
+              "every 32-bit number must be a value of the method and format types");
+
 TEST(Limits, ResizeMethodOutsideTheEnumeratorsIsRefusedAtTheScaler) {
     Frame src, dst;
     src.reuse(ZQ_FRAME_GRAY8, {8, 8});

@@ -7,14 +7,15 @@
 
 int main() {
     const zq::Size size(100, 60);
-    const int32_t stride = 3 * size.width + 20;  // rows padded to any length
-    // Room around the rows: some scalers and kernels read a little before
-    // the first and past the last row (see "Frames over application memory").
-    const int room = 64;
-    std::vector<unsigned char> memory(room + size_t(stride) * size.height + room, 0);
+    const int32_t strides[] = {3 * size.width + 20};  // rows padded to any length
+    // Room around the rows: some scalers and kernels read a little before the
+    // first and past the last row. wrappedFrameRoom says how much to allocate
+    // and where each plane's first row goes.
+    const zq::WrappedFrameRoom room = zq::wrappedFrameRoom(zq::ZQ_FRAME_BGR24, size, strides);
+    std::vector<unsigned char> memory(room.bytes, 0);
 
-    unsigned char* planes[] = {memory.data() + room};
-    const int32_t strides[] = {stride};
+    unsigned char* first_row = memory.data() + room.offsets[0];
+    unsigned char* planes[] = {first_row};
     zq::Frame picture(zq::ZQ_FRAME_BGR24, size, planes, strides);  // no copy, no ownership
 
     // A region is a view: writing through it writes into `memory`.
@@ -25,8 +26,8 @@ int main() {
     zq::CvBackendSimd backend;  // bilinear by default
     backend.resize(white, box, zq::emptyRoi(), zq::emptyRoi());
 
-    const unsigned char* inside = memory.data() + room + 20 * stride + 10 * 3;
-    const unsigned char* outside = memory.data() + room + 19 * stride + 10 * 3;
+    const unsigned char* inside = first_row + 20 * strides[0] + 10 * 3;
+    const unsigned char* outside = first_row + 19 * strides[0] + 10 * 3;
     std::printf("inside %d, outside %d\n", inside[0], outside[0]);
     return inside[0] == 255 && outside[0] == 0 ? 0 : 1;
 }

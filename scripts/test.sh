@@ -4,6 +4,9 @@
 #   asan    - AddressSanitizer and UndefinedBehaviorSanitizer
 #   arm     - 32-bit ARM, NEON + VFPv4, run under qemu-arm
 #   v3      - optimised x86-64 at level v3 (AVX2, FMA): the same bytes from other vector code
+# then the library and its threads test under ThreadSanitizer (tsan), and the libFuzzer
+# targets of tests/fuzz (fuzz, clang with ASan and UBSan), each run for ZQ_FUZZ_SECONDS
+# (default 30) from its corpus in tests/fuzz/corpus.
 # On a fresh Debian machine (as root) it first installs what is missing.
 # Exits non-zero when any configuration fails.
 set -uo pipefail
@@ -13,7 +16,7 @@ out=${ZQ_TEST_BUILD_DIR:-$root/build-test}
 jobs=$(nproc 2>/dev/null || echo 2)
 
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev libpng-dev
-          g++-arm-linux-gnueabihf qemu-user)
+          g++-arm-linux-gnueabihf qemu-user clang-14 libclang-rt-14-dev)
 missing=()
 for pkg in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed' || missing+=("$pkg")
@@ -44,7 +47,8 @@ run() {
         failed=1
         return
     fi
-    if ! cmake --build "$dir" -j "$jobs" >"$dir.build.log" 2>&1; then
+    # $targets and $tests (optional) narrow a configuration to some targets and tests.
+    if ! cmake --build "$dir" -j "$jobs" ${targets:+--target $targets} >"$dir.build.log" 2>&1; then
         tail -n 60 "$dir.build.log"
         summary[$name]="build failed"
         failed=1
@@ -52,7 +56,7 @@ run() {
     fi
     echo "== [$name] test"
     local log=$dir.ctest.log
-    (cd "$dir" && ctest -j "$jobs" --output-on-failure --timeout 600) >"$log" 2>&1
+    (cd "$dir" && ctest -j "$jobs" --output-on-failure --timeout 600 ${tests:+-R "$tests"}) >"$log" 2>&1
     local rc=$?
     grep -E -A30 '(\*\*\*Failed|\*\*\*Exception|Timeout|Errors while running)' "$log" | head -n 200
     summary[$name]=$(grep -E 'tests passed|tests failed' "$log" | tail -n 1)
@@ -70,9 +74,51 @@ run arm -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchain
 run v3 -DCMAKE_BUILD_TYPE=Release -DZQ_X86_LEVEL=v3 -DZQ_BUILD_BENCH=OFF -DZQ_BUILD_EXAMPLES=OFF \
     -DZQ_INSTALL_TEST=OFF
 
+targets=test_threads tests='^threads\.' run tsan -DCMAKE_BUILD_TYPE=Debug -DZQ_BUILD_BENCH=OFF \
+    -DZQ_BUILD_EXAMPLES=OFF -DZQ_INSTALL_TEST=OFF -DCMAKE_CXX_FLAGS="-O1 -fsanitize=thread -g" \
+    -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=thread" -DCMAKE_SHARED_LINKER_FLAGS="-fsanitize=thread"
+
+# Each fuzz target runs from a copy of its corpus (libFuzzer adds what it finds to the
+# first directory); a crash fails the run, and its log names the reproducer.
+fuzz() {
+    local dir=$out/fuzz
+    local flags="-O1 -g -fsanitize=address,undefined,fuzzer-no-link -fno-sanitize-recover=all"
+    flags+=" -fno-omit-frame-pointer"
+    local link="-fsanitize=address,undefined"
+    echo "== [fuzz] configure and build"
+    if ! cmake -S "$root" -B "$dir" -G Ninja -DCMAKE_CXX_COMPILER=clang++-14 -DCMAKE_BUILD_TYPE=Debug \
+        -DZQ_BUILD_TESTS=OFF -DZQ_BUILD_BENCH=OFF -DZQ_BUILD_EXAMPLES=OFF -DZQ_INSTALL_TEST=OFF \
+        -DZQ_BUILD_FUZZ=ON -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_EXE_LINKER_FLAGS="$link" \
+        -DCMAKE_SHARED_LINKER_FLAGS="$link" >"$dir.configure.log" 2>&1 ||
+        ! cmake --build "$dir" -j "$jobs" >"$dir.build.log" 2>&1; then
+        tail -n 60 "$dir.configure.log" "$dir.build.log" 2>/dev/null
+        summary[fuzz]="build failed"
+        failed=1
+        return
+    fi
+    local seconds=${ZQ_FUZZ_SECONDS:-30} results=()
+    for target in scalers converter backends wrapped; do
+        echo "== [fuzz] $target, $seconds s"
+        local work=$dir/corpus-$target log=$dir/$target.log
+        rm -rf "$work" && mkdir -p "$work"
+        if "$dir/tests/fuzz/fuzz_$target" "$work" "$root/tests/fuzz/corpus/$target" \
+            -max_total_time="$seconds" -timeout=25 -rss_limit_mb=2048 -print_final_stats=1 \
+            -artifact_prefix="$dir/$target-" >"$log" 2>&1; then
+            results+=("$target $(grep -o 'number_of_executed_units: *[0-9]*' "$log" | grep -o '[0-9]*$') runs")
+        else
+            grep -E -A40 'ERROR|runtime error|deadly signal|Test unit written' "$log" | head -n 80
+            echo "reproduce: $dir/tests/fuzz/fuzz_$target <the crash file named above>"
+            results+=("$target FAILED")
+            failed=1
+        fi
+    done
+    summary[fuzz]=$(IFS=,; echo "${results[*]}")
+}
+fuzz
+
 echo
 echo "== summary"
-for name in native asan arm v3; do
+for name in native asan arm v3 tsan fuzz; do
     printf '%-7s %s\n' "$name" "${summary[$name]:-not run}"
 done
 exit $failed

@@ -1,0 +1,43 @@
+// FormatConverter over every pair of format numbers, fed by a frame or by a
+// producer, reconfigured on the same object so that failed set-ups (refused
+// pairs, windows taller than the source) meet later rows.
+#include <deque>
+
+#include "fuzz_input.h"
+
+using namespace zq;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    FuzzedDataProvider in(data, size);
+    FormatConverter converter;
+    bool used = false;
+    std::deque<Frame> sources;
+    std::deque<RowCopier> feeds;
+    const int rounds = in.ConsumeIntegralInRange<int>(1, 3);
+    for (int round = 0; round < rounds && in.remaining_bytes() > 0; ++round) {
+        sources.push_back(zqfuzz::ownedFrame(in, zqfuzz::pickFormat(in), zqfuzz::pickSize(in)));
+        Frame& src = sources.back();
+        const FrameFormat dst_format = zqfuzz::pickFormat(in);
+        const bool by_producer = in.ConsumeBool();
+        zqfuzz::attempt([&] {
+            if (by_producer) {
+                if (!src.initialized()) return;
+                feeds.emplace_back();
+                feeds.back().reuse(src);
+                converter.reuse(feeds.back(), dst_format);
+            } else {
+                converter.reuse(src, dst_format);
+            }
+            used = true;
+        });
+        if (!used) continue;
+        zqfuzz::attempt([&] {
+            const FrameLayout layout = converter.layout();
+            if (layout.plane_count == 0) return;
+            Frame out;
+            out.reuse(layout.format, layout.size);
+            produceFrame(converter, out);
+        });
+    }
+    return 0;
+}

@@ -112,7 +112,7 @@ fuzz() {
             failed=1
         fi
     done
-    summary[fuzz]=$(IFS=,; echo "${results[*]}")
+    summary[fuzz]=$(printf '%s; ' "${results[@]}")
 }
 fuzz
 

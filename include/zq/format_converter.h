@@ -22,7 +22,9 @@ public:
     /// ZQ_STATUS_INVALID_FORMAT for `dst_format` 0 or a format without a
     /// description, ZQ_STATUS_UNSUPPORTED_FORMAT for a pair outside the table,
     /// ZQ_STATUS_OUT_OF_RANGE when the source has fewer rows than the
-    /// conversion looks at (one row into a 4:2:0 format).
+    /// conversion looks at (one row into a 4:2:0 format). After a failure a
+    /// converter that worked before still reports initialized(), and produce()
+    /// writes nothing until the next successful reuse().
     void reuse(const Frame& frame, FrameFormat dst_format);
     /// As above, fed by a producer.
     void reuse(IRowProducer& producer, FrameFormat dst_format);

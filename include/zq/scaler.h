@@ -51,6 +51,8 @@ public:
     bool initialized() const;
 
     /// Forwarded to the chosen stage; only valid after a successful reuse().
+    /// When a later reuse() fails inside the stage it chose, that stage stays
+    /// the active one and produce() throws until the next successful reuse().
     FrameLayout& layout() override;
     void produce(RowData& row) override;
     bool next() override;

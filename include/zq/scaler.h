@@ -51,8 +51,9 @@ public:
     bool initialized() const;
 
     /// Forwarded to the chosen stage; only valid after a successful reuse().
-    /// When a later reuse() fails inside the stage it chose, that stage stays
-    /// the active one and produce() throws until the next successful reuse().
+    /// A failed reuse() leaves the previous choice active; when the failure
+    /// was inside that very stage, produce() throws until the next successful
+    /// reuse() instead of running over half-made state.
     FrameLayout& layout() override;
     void produce(RowData& row) override;
     bool next() override;

@@ -110,11 +110,20 @@ void areaReduceX(int begin, int end, uint16_t weight, uint32_t shift, const Area
     }
 }
 
+// The tap kernels below take kTapBlock outputs at a time, and at most
+// kMaxTaps taps per output. A footprint starts at most kMaxTaps samples after
+// the previous one, so a block reaches at most (kTapBlock + 1) * kMaxTaps
+// samples of at most 4 channels.
+constexpr int kTapBlock = 64;
+constexpr int kMaxTaps = 4;
+constexpr int kTapWords = (kTapBlock + 1) * kMaxTaps * 4;
+
 // Reducing 8-bit rows from the tap table (AreaTaps): K taps per output, at
 // samples start[i] .. start[i] + K - 1, weights w[k * stride + i]. In 32-bit
 // words modulo 2^32 the sum of coefficient times sample is the reducing
-// formula's word whatever the order, so this is the same byte; a fixed tap
-// count lets the loop vectorise.
+// formula's word whatever the order, so this is the same byte. A fixed tap
+// count unrolls the taps and channels; the byte gathers stay scalar (a
+// vectorised form through widened words measured no faster).
 template <int C, int K>
 [[gnu::noinline]] void areaTapsX8(int count, uint32_t shift, const int32_t* __restrict start,
                                   const uint32_t* __restrict w, size_t stride,
@@ -153,7 +162,6 @@ void areaEnlargeX(int dst_width, uint16_t weight, uint32_t shift, const AreaEntr
 // zero weights after their end. Empty (k == 0) when the footprints need more
 // than kMaxTaps, or when indexes wrapped and stopped rising.
 struct AreaTaps {
-    static constexpr int kMaxTaps = 4;
     int k = 0;
     std::vector<int32_t> start;  // first sample of each output's taps
     std::vector<uint32_t> w;     // k rows of dst weights
@@ -162,12 +170,12 @@ struct AreaTaps {
 void buildAreaTaps(const std::vector<AreaEntry>& table, uint16_t weight, AreaTaps& taps) {
     const size_t dst = table.size() - 1;
     taps.k = 0;
-    uint32_t coef[AreaTaps::kMaxTaps + 1];
+    uint32_t coef[kMaxTaps + 1];
     int k = 1;
     for (size_t pass = 0; pass < 2; ++pass) {
         for (size_t i = 0; i < dst; ++i) {
             const int a = table[i].index, b = table[i + 1].index;
-            if (b < a || b - a > AreaTaps::kMaxTaps) return;
+            if (b < a || b - a > kMaxTaps) return;
             for (int j = 0; j <= b - a; ++j) coef[j] = weight;
             coef[0] = table[i].weight;
             coef[b - a] = (b == a ? coef[0] : 0u) + uint16_t(weight - table[i + 1].weight);
@@ -177,7 +185,7 @@ void buildAreaTaps(const std::vector<AreaEntry>& table, uint16_t weight, AreaTap
             if (first > last) first = last = 0;
             if (pass == 0) {
                 k = std::max(k, last - first + 1);
-                if (k > AreaTaps::kMaxTaps) return;
+                if (k > kMaxTaps) return;
                 continue;
             }
             taps.start[i] = a + first;
@@ -391,14 +399,15 @@ struct AreaXY32 {
 
 // `C` is the element step in samples, `SUMS` the channels summed; with
 // SUMS < C the last sum is stored again in every remaining channel.
+// Outputs [begin, end) of a row.
 template <class K, int C, int SUMS>
-void areaRowXY(int dst_width, int32_t x_step, int32_t y_step, const AreaRow* rows, int count,
-               unsigned char* dst_row) {
+void areaBoxXY(int begin, int end_column, int32_t x_step, int32_t y_step, const AreaRow* rows,
+               int count, unsigned char* dst_row) {
     using T = typename K::Sample;
     // One source pixel counts 2^32. Steps are at least 65536 (no enlarging);
     // only extents that overflow the 16.16 shift could make them 0.
     const uint64_t area = uint64_t(uint32_t(x_step)) * uint64_t(uint32_t(y_step));
-    for (int c = 0; c < dst_width; ++c) {
+    for (int c = begin; c < end_column; ++c) {
         const uint32_t x_begin = uint32_t(c) * uint32_t(x_step);
         const uint32_t x_end = x_begin + uint32_t(x_step);
         const uint32_t start = x_begin >> 16;
@@ -428,15 +437,125 @@ void areaRowXY(int dst_width, int32_t x_step, int32_t y_step, const AreaRow* row
     }
 }
 
+// Bytes to 32-bit words, for kernels that gather: the compiler vectorises a
+// gather of words, not of bytes.
+[[gnu::noinline]] void widenBytes(const uint8_t* __restrict src, size_t n,
+                                  uint32_t* __restrict words) {
+    for (size_t i = 0; i < n; ++i) words[i] = src[i];
+}
+
+// 8-bit boxes as K taps per output: a sample's edge term is
+// (coefficient * sample) >> 16 with the coefficient 0x10000 - start_frac,
+// end_frac, or 0x10000 for a whole sample, which gives the sample itself
+// (65536 * 255 < 2^32). Taps past a footprint weigh 0 and give 0. With
+// K <= 4 a row's term (weight * sum) >> 16 stays below 2^27, and only the low
+// 32 bits of the sum over the rows enter the division: 32-bit words that
+// vectorise. Outputs go in blocks of kBoxBlock, the taps on the stack.
+constexpr int kBoxBlock = kTapBlock;
+
+template <int C, int SUMS, int K>
+[[gnu::noinline]] void boxTaps8(int n, const int32_t* __restrict start,
+                                const uint32_t* __restrict coef, const uint32_t* __restrict words,
+                                uint32_t weight, uint32_t* __restrict acc) {
+    for (int i = 0; i < n; ++i) {
+        const uint32_t* s = words + size_t(start[i] - start[0]) * C;
+        for (int ch = 0; ch < SUMS; ++ch) {
+            uint32_t sum = 0;
+            for (int k = 0; k < K; ++k) sum += (coef[k * kBoxBlock + i] * s[k * C + ch]) >> 16;
+            acc[i * SUMS + ch] += (weight * sum) >> 16;
+        }
+    }
+}
+
+template <int C, int SUMS, int K>
+void boxBlocks8(int count, int32_t x_step, uint64_t area, const AreaRow* rows, int row_count,
+                unsigned char* dst_row) {
+    int32_t start[kBoxBlock];
+    uint32_t coef[K * kBoxBlock];
+    uint32_t acc[kBoxBlock * SUMS];
+    uint32_t words[kTapWords];
+    for (int b = 0; b < count; b += kBoxBlock) {
+        const int n = std::min(kBoxBlock, count - b);
+        for (int i = 0; i < n; ++i) {
+            const uint32_t x_begin = uint32_t(b + i) * uint32_t(x_step);
+            const uint32_t x_end = x_begin + uint32_t(x_step);
+            const uint32_t first = x_begin >> 16, last = x_end >> 16;
+            start[i] = int32_t(first);
+            for (int k = 0; k < K; ++k) {
+                const uint32_t x = first + uint32_t(k);
+                coef[k * kBoxBlock + i] = x == first  ? 0x10000u - (x_begin & 0xffffu)
+                                          : x < last  ? 0x10000u
+                                          : x == last ? x_end & 0xffffu
+                                                      : 0u;
+            }
+        }
+        std::fill(acc, acc + n * SUMS, 0u);
+        const size_t reach = size_t(start[n - 1] + K - start[0]) * C;
+        for (int r = 0; r < row_count; ++r)
+            if (rows[r].weight != 0 && rows[r].row != nullptr) {
+                widenBytes(rows[r].row + size_t(start[0]) * C, reach, words);
+                boxTaps8<C, SUMS, K>(n, start, coef, words, rows[r].weight, acc);
+            }
+        unsigned char* dst = dst_row + size_t(b) * C;
+        for (int i = 0; i < n; ++i) {
+            for (int ch = 0; ch < SUMS; ++ch)
+                dst[i * C + ch] = uint8_t(area ? (uint64_t(acc[i * SUMS + ch]) << 32) / area : 0);
+            for (int ch = SUMS; ch < C; ++ch) dst[i * C + ch] = dst[i * C + SUMS - 1];
+        }
+    }
+}
+
+template <int C, int SUMS>
+void areaRowXY8(int dst_width, int32_t x_step, int32_t y_step, const AreaRow* rows, int count,
+                unsigned char* dst_row) {
+    const uint32_t step = uint32_t(x_step);
+    const int taps = (step & 0xffffu) == 0 ? int(step >> 16) : int(step >> 16) + 2;
+    int done = 0;
+    // Without wrapping coordinates, the formula reads samples 0 up to the
+    // last output's end sample, or the one before when its fraction is 0:
+    // the boxes join up. Outputs whose taps stay inside take the tap form.
+    if (taps <= kMaxTaps && step >= 0x10000u &&
+        uint64_t(uint32_t(dst_width)) * step < (uint64_t(1) << 32)) {
+        const uint32_t x_end = uint32_t(dst_width) * step;
+        const uint32_t x_last = uint32_t(dst_width - 1) * step;
+        const int64_t end =
+            std::max<int64_t>(x_last >> 16, int64_t(x_end >> 16) - ((x_end & 0xffffu) ? 0 : 1));
+        done = dst_width;
+        while (done > 0 && int64_t((uint32_t(done - 1) * step) >> 16) + taps - 1 > end) --done;
+        const uint64_t area = uint64_t(step) * uint64_t(uint32_t(y_step));
+        switch (taps) {
+            case 1:
+                boxBlocks8<C, SUMS, 1>(done, x_step, area, rows, count, dst_row);
+                break;
+            case 2:
+                boxBlocks8<C, SUMS, 2>(done, x_step, area, rows, count, dst_row);
+                break;
+            case 3:
+                boxBlocks8<C, SUMS, 3>(done, x_step, area, rows, count, dst_row);
+                break;
+            default:
+                boxBlocks8<C, SUMS, 4>(done, x_step, area, rows, count, dst_row);
+                break;
+        }
+    }
+    areaBoxXY<AreaXY8, C, SUMS>(done, dst_width, x_step, y_step, rows, count, dst_row);
+}
+
+template <class K>
+void areaRowXYWide(int dst_width, int32_t x_step, int32_t y_step, const AreaRow* rows, int count,
+                   unsigned char* dst_row) {
+    areaBoxXY<K, 1, 1>(0, dst_width, x_step, y_step, rows, count, dst_row);
+}
+
 using AreaRowXYFn = void (*)(int, int32_t, int32_t, const AreaRow*, int, unsigned char*);
 
-constexpr AreaRowXYFn areaRowXY8C1 = areaRowXY<AreaXY8, 1, 1>;
-constexpr AreaRowXYFn areaRowXY8C2 = areaRowXY<AreaXY8, 2, 2>;
-constexpr AreaRowXYFn areaRowXY8C3 = areaRowXY<AreaXY8, 3, 3>;
+constexpr AreaRowXYFn areaRowXY8C1 = areaRowXY8<1, 1>;
+constexpr AreaRowXYFn areaRowXY8C2 = areaRowXY8<2, 2>;
+constexpr AreaRowXYFn areaRowXY8C3 = areaRowXY8<3, 3>;
 // Steps by 4 bytes, sums bytes 0..2; byte 3 repeats byte 2.
-constexpr AreaRowXYFn areaRowXY8C4 = areaRowXY<AreaXY8, 4, 3>;
-constexpr AreaRowXYFn areaRowXY16C1 = areaRowXY<AreaXY16, 1, 1>;
-constexpr AreaRowXYFn areaRowXY32C1 = areaRowXY<AreaXY32, 1, 1>;
+constexpr AreaRowXYFn areaRowXY8C4 = areaRowXY8<4, 3>;
+constexpr AreaRowXYFn areaRowXY16C1 = areaRowXYWide<AreaXY16>;
+constexpr AreaRowXYFn areaRowXY32C1 = areaRowXYWide<AreaXY32>;
 
 uint32_t shiftOf(ScalerPrecision precision) {
     return uint32_t(precision) - 1u;

@@ -155,39 +155,44 @@ void bgrToLuma(const u8* bgr, u8* y, int width) {
 // form a cell; with a second row each column adds both of its pixels. The
 // terms of a cell are summed with their offsets and shifted once: by 10 for
 // four pixels, 9 for two, 8 for one (the last column of an odd width). The
-// sums are exact modulo 2^32 in any order, so a cell is one iteration; the
-// steps of Y and of the chroma samples are template arguments, so that the
-// loop vectorises.
+// sums are exact modulo 2^32 in any order, so each block of kPixelBlock
+// pixels first takes Y and the column terms pixel by pixel, then the cells
+// from the column terms: two plain loops that vectorise, with the steps of Y
+// and of the chroma samples as template arguments. Source rows and the Y, U
+// and V bytes never overlap.
+constexpr int kPixelBlock = 64;  // even: cells never straddle two blocks
+
 template <bool kTwoRows, int kYStep, int kUvStep>
-void bgrToYuvCells(const u8* row0, const u8* row1, u8* y, u8* u, u8* v, int width) {
+void bgrToYuvCells(const u8* __restrict row0, const u8* __restrict row1, u8* __restrict y,
+                   u8* __restrict u, u8* __restrict v, int width) {
     constexpr int kCellShift = kTwoRows ? 10 : 9;
     constexpr int kLastShift = kTwoRows ? 9 : 8;
-    const int cells = width >> 1;
-    for (int k = 0; k < cells; ++k) {
-        const u8* a = row0 + 6 * k;
-        y[2 * k * kYStep] = u8(lumaTerm(a) >> 8);
-        y[(2 * k + 1) * kYStep] = u8(lumaTerm(a + 3) >> 8);
-        uint32_t u_sum = uTerm(a) + uTerm(a + 3);
-        uint32_t v_sum = vTerm(a) + vTerm(a + 3);
-        if constexpr (kTwoRows) {
-            const u8* b = row1 + 6 * k;
-            u_sum += uTerm(b) + uTerm(b + 3);
-            v_sum += vTerm(b) + vTerm(b + 3);
+    uint32_t u_terms[kPixelBlock], v_terms[kPixelBlock];
+    for (int x0 = 0; x0 < width; x0 += kPixelBlock) {
+        const int n = std::min(kPixelBlock, width - x0);
+        const u8* a = row0 + 3 * x0;
+        const u8* b = kTwoRows ? row1 + 3 * x0 : nullptr;
+        u8* ys = y + x0 * kYStep;
+        for (int x = 0; x < n; ++x) {
+            ys[x * kYStep] = u8(lumaTerm(a + 3 * x) >> 8);
+            u_terms[x] = uTerm(a + 3 * x);
+            v_terms[x] = vTerm(a + 3 * x);
+            if constexpr (kTwoRows) {
+                u_terms[x] += uTerm(b + 3 * x);
+                v_terms[x] += vTerm(b + 3 * x);
+            }
         }
-        u[k * kUvStep] = u8(u_sum >> kCellShift);
-        v[k * kUvStep] = u8(v_sum >> kCellShift);
-    }
-    if (width & 1) {
-        const u8* a = row0 + 6 * cells;
-        y[2 * cells * kYStep] = u8(lumaTerm(a) >> 8);
-        uint32_t u_sum = uTerm(a);
-        uint32_t v_sum = vTerm(a);
-        if constexpr (kTwoRows) {
-            u_sum += uTerm(row1 + 6 * cells);
-            v_sum += vTerm(row1 + 6 * cells);
+        const int cells = n >> 1;
+        u8* us = u + (x0 >> 1) * kUvStep;
+        u8* vs = v + (x0 >> 1) * kUvStep;
+        for (int k = 0; k < cells; ++k) {
+            us[k * kUvStep] = u8((u_terms[2 * k] + u_terms[2 * k + 1]) >> kCellShift);
+            vs[k * kUvStep] = u8((v_terms[2 * k] + v_terms[2 * k + 1]) >> kCellShift);
         }
-        u[cells * kUvStep] = u8(u_sum >> kLastShift);
-        v[cells * kUvStep] = u8(v_sum >> kLastShift);
+        if (n & 1) {
+            us[cells * kUvStep] = u8(u_terms[n - 1] >> kLastShift);
+            vs[cells * kUvStep] = u8(v_terms[n - 1] >> kLastShift);
+        }
     }
 }
 

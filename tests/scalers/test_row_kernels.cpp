@@ -41,17 +41,18 @@ bool inContract(Kind kind, FrameFormat f, Size from, Size dst) {
 // Every source width from 1 to 70 to widths that reduce by less than 2 (three taps), by 2 (two),
 // by 3, by more than the tap kernels take, and that enlarge; so the tap blocks, their tails taken
 // by the formula, and the sample past a row all come up, on one-, three- and four-channel rows,
-// on 4:2:0 planes that use the luma table, and at both weight precisions.
+// on 4:2:0 planes that use the luma table, and at both weight precisions; the bilinear stages
+// at the same sizes.
 TEST(ScalerRowKernels, EveryWidthMatchesTheReference) {
     const FrameFormat formats[] = {ZQ_FRAME_GRAY8, ZQ_FRAME_BGR24, ZQ_FRAME_8U_C4, ZQ_FRAME_NV12,
                                    ZQ_FRAME_I420};
     for (int w = 1; w <= 70; ++w)
         for (int to : {w * 2 / 3, w / 2, w / 3, w / 5, w + 3})
             for (FrameFormat f : formats)
-                for (Kind kind : {AreaX, AreaXY})
+                for (Kind kind : {AreaX, AreaXY, X, XY})
                     for (ScalerPrecision prec : {P8, P16}) {
                         const Size from(w, 6), dst(std::max(to, 1), 4);
-                        if ((kind == AreaXY && prec == P8) || !inContract(kind, f, from, dst))
+                        if ((kind != AreaX && prec == P8) || !inContract(kind, f, from, dst))
                             continue;
                         ASSERT_TRUE(sameAsReference(kind, f, from, dst, prec, uint32_t(w)));
                     }
@@ -72,13 +73,14 @@ TEST(ScalerRowKernels, EveryHeightMatchesTheReference) {
                 }
 }
 
-// Rows as wide as a frame's, where the tap kernels run many blocks: the facade's sizes from
-// 1920 pixels, and ratios whose footprints take 1 to 4 taps.
+// Rows as wide as a frame's, where the tap and blend kernels run many blocks: the facade's sizes
+// from 1920 pixels, ratios whose footprints take 1 to 4 taps, a reduction whose blocks reach too
+// far for the widened words, and an enlargement.
 TEST(ScalerRowKernels, FrameWideRowsMatchTheReference) {
-    const int widths[] = {1280, 960, 640, 1366, 1919, 700, 500};
+    const int widths[] = {1280, 960, 640, 1366, 1919, 700, 500, 300, 2500};
     for (int to : widths)
         for (FrameFormat f : {ZQ_FRAME_GRAY8, ZQ_FRAME_BGR24, ZQ_FRAME_8U_C4, ZQ_FRAME_I420})
-            for (Kind kind : {AreaX, AreaY, AreaXY}) {
+            for (Kind kind : {AreaX, AreaY, AreaXY, XY}) {
                 const Size from(1920, 8), dst(to, kind == AreaY ? 5 : 4);
                 if (!inContract(kind, f, from, dst)) continue;
                 ASSERT_TRUE(sameAsReference(kind, f, from, dst, P16, uint32_t(to)));

@@ -135,31 +135,38 @@ void bilinearRowXY(int32_t src_width, int32_t dst_width, const int32_t* xs, int3
     }
 }
 
-// 8-bit rows in blocks of kBlock outputs: the source pixels a block's taps
-// reach are first widened to 32-bit words for both rows, and one plain loop
-// then forms the three blends of each output from words, which the compiler
-// vectorises (it gathers words, not bytes). The arithmetic is that of
-// bilinearRowXY, in the same 32-bit words. A block whose taps reach further
-// than kSpan pixels (reductions beyond about 4) takes the per-output form.
+// 8-bit rows in blocks of kBlock outputs. Each element of the pixels a
+// block's taps start from is first paired with the same element of the next
+// pixel in one 32-bit word, e | next << 16, for both rows; the last pixel of
+// the row is paired with itself, which is what its taps read (sx and sx).
+// One plain loop then forms the three blends of each output from one word
+// per row and element, which the compiler vectorises (it gathers words, not
+// bytes). The arithmetic is that of bilinearRowXY, in the same 32-bit words.
+// A block whose taps start further than kSpan pixels apart (reductions
+// beyond about 4) takes the per-output form.
 constexpr int32_t kBlock = 64;
-constexpr int32_t kSpan = 4 * kBlock + 2;
+constexpr int32_t kSpan = 4 * kBlock + 1;
 
-[[gnu::noinline]] void widenBytes(const uint8_t* __restrict src, size_t n,
-                                  uint32_t* __restrict words) {
-    for (size_t i = 0; i < n; ++i) words[i] = src[i];
+template <int C>
+[[gnu::noinline]] void pairElements(const uint8_t* __restrict src, int32_t pixels, bool row_end,
+                                    uint32_t* __restrict pairs) {
+    const int32_t paired = (row_end ? pixels - 1 : pixels) * C;
+    for (int32_t i = 0; i < paired; ++i) pairs[i] = uint32_t(src[i]) | uint32_t(src[i + C]) << 16;
+    for (int32_t i = paired; i < pixels * C; ++i) pairs[i] = uint32_t(src[i]) * 0x10001u;
 }
 
 template <int C>
-[[gnu::noinline]] void blendBlockXY8(int32_t n, const int32_t* __restrict xs, int32_t src_width,
-                                     int32_t lo, uint32_t fy, const uint32_t* __restrict top,
+[[gnu::noinline]] void blendBlockXY8(int32_t n, const int32_t* __restrict xs, int32_t lo,
+                                     uint32_t fy, const uint32_t* __restrict top,
                                      const uint32_t* __restrict bottom, uint8_t* __restrict dst) {
     for (int32_t i = 0; i < n; ++i) {
-        const Taps t = taps<C>(xs, i, src_width);
-        const int32_t left = t.left - lo * C, right = t.right - lo * C;
+        const int32_t at = ((xs[i] >> SHIFT) - lo) * C;
+        const uint32_t f = uint32_t(xs[i]) & 0xffffu;
         for (int c = 0; c < C; ++c) {
-            const uint32_t a = lerp<uint8_t>(top[left + c], top[right + c], t.f);
-            const uint32_t b = lerp<uint8_t>(bottom[left + c], bottom[right + c], t.f);
-            dst[i * C + c] = uint8_t(lerp<uint8_t>(a, b, fy));
+            const uint32_t t = top[at + c], b = bottom[at + c];
+            const uint32_t upper = lerp<uint8_t>(t & 0xffffu, t >> 16, f);
+            const uint32_t lower = lerp<uint8_t>(b & 0xffffu, b >> 16, f);
+            dst[i * C + c] = uint8_t(lerp<uint8_t>(upper, lower, fy));
         }
     }
 }
@@ -172,15 +179,15 @@ void bilinearRowXY8(int32_t src_width, int32_t dst_width, const int32_t* xs, int
     for (int32_t b = 0; b < dst_width; b += kBlock) {
         const int32_t n = std::min(kBlock, dst_width - b);
         const int32_t lo = xs[b] >> SHIFT;
-        const int32_t hi = taps<1>(xs, b + n - 1, src_width).right;
+        const int32_t hi = xs[b + n - 1] >> SHIFT;
         if (hi - lo + 1 > kSpan) {
             bilinearRowXY<uint8_t, C>(src_width, n, xs + b, y, first, second, dst + b * C);
             continue;
         }
-        const size_t count = size_t(hi - lo + 1) * C;
-        widenBytes(first + size_t(lo) * C, count, top);
-        widenBytes(second + size_t(lo) * C, count, bottom);
-        blendBlockXY8<C>(n, xs + b, src_width, lo, fy, top, bottom, dst + b * C);
+        const bool row_end = hi == src_width - 1;
+        pairElements<C>(first + size_t(lo) * C, hi - lo + 1, row_end, top);
+        pairElements<C>(second + size_t(lo) * C, hi - lo + 1, row_end, bottom);
+        blendBlockXY8<C>(n, xs + b, lo, fy, top, bottom, dst + b * C);
     }
 }
 

@@ -110,10 +110,10 @@ void areaReduceX(int begin, int end, uint16_t weight, uint32_t shift, const Area
     }
 }
 
-// The tap kernels below take kTapBlock outputs at a time, and at most
-// kMaxTaps taps per output. A footprint starts at most kMaxTaps samples after
-// the previous one, so a block reaches at most (kTapBlock + 1) * kMaxTaps
-// samples of at most 4 channels.
+// Footprints of at most kMaxTaps samples take the tap kernels below. The
+// two-axis one goes by blocks of kTapBlock outputs; as a footprint starts at
+// most kMaxTaps samples after the previous one, a block reaches at most
+// (kTapBlock + 1) * kMaxTaps samples of at most 4 channels: kTapWords.
 constexpr int kTapBlock = 64;
 constexpr int kMaxTaps = 4;
 constexpr int kTapWords = (kTapBlock + 1) * kMaxTaps * 4;

@@ -1,6 +1,7 @@
 #define ZQ_SOURCE_PATH "src/zq_cv/zq_impl_format_converter"
 #include "zq_impl_format_converter.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace zq {
@@ -153,46 +154,56 @@ void bgrToLuma(const u8* bgr, u8* y, int width) {
 // Y for every pixel and one U, V pair per two columns. Columns 2k and 2k + 1
 // form a cell; with a second row each column adds both of its pixels. The
 // terms of a cell are summed with their offsets and shifted once: by 10 for
-// four pixels, 9 for two, 8 for one (the last column of an odd width).
-template <bool kTwoRows>
-void bgrToYuvCells(const u8* row0, const u8* row1, u8* y, int y_step, u8* u, u8* v, int uv_step,
-                   int width) {
+// four pixels, 9 for two, 8 for one (the last column of an odd width). The
+// sums are exact modulo 2^32 in any order, so each block of kPixelBlock
+// pixels first takes Y and the column terms pixel by pixel, then the cells
+// from the column terms: two plain loops that vectorise, with the steps of Y
+// and of the chroma samples as template arguments. Source rows and the Y, U
+// and V bytes never overlap.
+constexpr int kPixelBlock = 64;  // even: cells never straddle two blocks
+
+template <bool kTwoRows, int kYStep, int kUvStep>
+void bgrToYuvCells(const u8* __restrict row0, const u8* __restrict row1, u8* __restrict y,
+                   u8* __restrict u, u8* __restrict v, int width) {
     constexpr int kCellShift = kTwoRows ? 10 : 9;
     constexpr int kLastShift = kTwoRows ? 9 : 8;
-    uint32_t u_sum = 0;
-    uint32_t v_sum = 0;
-    for (int x = 0; x < width; ++x) {
-        const u8* a = row0 + 3 * x;
-        y[x * y_step] = u8(lumaTerm(a) >> 8);
-        u_sum += uTerm(a);
-        v_sum += vTerm(a);
-        if constexpr (kTwoRows) {
-            const u8* b = row1 + 3 * x;
-            u_sum += uTerm(b);
-            v_sum += vTerm(b);
+    uint32_t u_terms[kPixelBlock], v_terms[kPixelBlock];
+    for (int x0 = 0; x0 < width; x0 += kPixelBlock) {
+        const int n = std::min(kPixelBlock, width - x0);
+        const u8* a = row0 + 3 * x0;
+        const u8* b = kTwoRows ? row1 + 3 * x0 : nullptr;
+        u8* ys = y + x0 * kYStep;
+        for (int x = 0; x < n; ++x) {
+            ys[x * kYStep] = u8(lumaTerm(a + 3 * x) >> 8);
+            u_terms[x] = uTerm(a + 3 * x);
+            v_terms[x] = vTerm(a + 3 * x);
+            if constexpr (kTwoRows) {
+                u_terms[x] += uTerm(b + 3 * x);
+                v_terms[x] += vTerm(b + 3 * x);
+            }
         }
-        if (x & 1) {
-            const int cell = (x >> 1) * uv_step;
-            u[cell] = u8(u_sum >> kCellShift);
-            v[cell] = u8(v_sum >> kCellShift);
-            u_sum = 0;
-            v_sum = 0;
+        const int cells = n >> 1;
+        u8* us = u + (x0 >> 1) * kUvStep;
+        u8* vs = v + (x0 >> 1) * kUvStep;
+        for (int k = 0; k < cells; ++k) {
+            us[k * kUvStep] = u8((u_terms[2 * k] + u_terms[2 * k + 1]) >> kCellShift);
+            vs[k * kUvStep] = u8((v_terms[2 * k] + v_terms[2 * k + 1]) >> kCellShift);
         }
-    }
-    if (width & 1) {
-        const int cell = (width >> 1) * uv_step;
-        u[cell] = u8(u_sum >> kLastShift);
-        v[cell] = u8(v_sum >> kLastShift);
+        if (n & 1) {
+            us[cells * kUvStep] = u8(u_terms[n - 1] >> kLastShift);
+            vs[cells * kUvStep] = u8(v_terms[n - 1] >> kLastShift);
+        }
     }
 }
 
 // 4:2:0 cells: 2x2, or 2x1 when the source has no second row.
-void bgrToYuv420Cells(const RowData* const* rows, u8* y, u8* u, u8* v, int uv_step, int width) {
+template <int kUvStep>
+void bgrToYuv420Cells(const RowData* const* rows, u8* y, u8* u, u8* v, int width) {
     const u8* row0 = rows[0]->plane[0];
     if (rows[1])
-        bgrToYuvCells<true>(row0, rows[1]->plane[0], y, 1, u, v, uv_step, width);
+        bgrToYuvCells<true, 1, kUvStep>(row0, rows[1]->plane[0], y, u, v, width);
     else
-        bgrToYuvCells<false>(row0, nullptr, y, 1, u, v, uv_step, width);
+        bgrToYuvCells<false, 1, kUvStep>(row0, nullptr, y, u, v, width);
 }
 
 // One U, V pair per pixel, each by the shift of 8.
@@ -214,8 +225,8 @@ void convertBgrToYuv420P(const RowData* const* rows, RowData& dst, int width,
         return;
     }
     const FormatInfo& info = impl.dstInfo();
-    bgrToYuv420Cells(rows, dst.plane[0], dst.plane[info.u_plane], dst.plane[info.v_plane], 1,
-                     width);
+    bgrToYuv420Cells<1>(rows, dst.plane[0], dst.plane[info.u_plane], dst.plane[info.v_plane],
+                        width);
 }
 
 void convertBgrToYuv420SP(const RowData* const* rows, RowData& dst, int width,
@@ -226,15 +237,15 @@ void convertBgrToYuv420SP(const RowData* const* rows, RowData& dst, int width,
         return;
     }
     const FormatInfo& info = impl.dstInfo();
-    bgrToYuv420Cells(rows, dst.plane[0], dst.plane[1] + info.u_offset, dst.plane[1] + info.v_offset,
-                     2, width);
+    bgrToYuv420Cells<2>(rows, dst.plane[0], dst.plane[1] + info.u_offset,
+                        dst.plane[1] + info.v_offset, width);
 }
 
 void convertBgrToYv16(const RowData* const* rows, RowData& dst, int width,
                       const ImplFormatConverter&) {
     if (width < 1) return;
-    bgrToYuvCells<false>(rows[0]->plane[0], nullptr, dst.plane[0], 1, dst.plane[2], dst.plane[1], 1,
-                         width);
+    bgrToYuvCells<false, 1, 1>(rows[0]->plane[0], nullptr, dst.plane[0], dst.plane[2], dst.plane[1],
+                               width);
 }
 
 void convertBgrToYuv422Packed(const RowData* const* rows, RowData& dst, int width,
@@ -242,8 +253,8 @@ void convertBgrToYuv422Packed(const RowData* const* rows, RowData& dst, int widt
     if (width < 1) return;
     const FormatInfo& info = impl.dstInfo();
     u8* row = dst.plane[0];
-    bgrToYuvCells<false>(rows[0]->plane[0], nullptr, row + info.y_offset, 2, row + info.u_offset,
-                         row + info.v_offset, 4, width);
+    bgrToYuvCells<false, 2, 4>(rows[0]->plane[0], nullptr, row + info.y_offset, row + info.u_offset,
+                               row + info.v_offset, width);
     // At an odd width the last macropixel has no second pixel: its luma byte
     // is written as 0 so that the whole 4-byte group is defined.
     if (width & 1) row[info.y_offset + 2 * width] = 0;
@@ -252,8 +263,8 @@ void convertBgrToYuv422Packed(const RowData* const* rows, RowData& dst, int widt
 void convertBgrToNv16(const RowData* const* rows, RowData& dst, int width,
                       const ImplFormatConverter&) {
     if (width < 1) return;
-    bgrToYuvCells<false>(rows[0]->plane[0], nullptr, dst.plane[0], 1, dst.plane[1],
-                         dst.plane[1] + 1, 2, width);
+    bgrToYuvCells<false, 1, 2>(rows[0]->plane[0], nullptr, dst.plane[0], dst.plane[1],
+                               dst.plane[1] + 1, width);
 }
 
 void convertBgrToYuv24(const RowData* const* rows, RowData& dst, int width,
@@ -271,16 +282,54 @@ void convertBgrToYuv444P(const RowData* const* rows, RowData& dst, int width,
 
 // -------------------------------------------------------- backward row kernels
 
-// Pixels 2k and 2k + 1 share chroma sample k when kHalfWidth (no
-// interpolation); otherwise each pixel has its own. Chroma sample k lies at
-// byte k * uv_step of `u` and `v`.
-template <bool kHalfWidth>
+// Each pixel has its own chroma sample; sample x lies at byte x * uv_step of
+// `u` and `v`.
 void yuvToBgrRow(const u8* y, int y_step, const u8* u, const u8* v, int uv_step, u8* bgr,
                  int width) {
-    for (int x = 0; x < width; ++x) {
-        const int cell = (kHalfWidth ? (x >> 1) : x) * uv_step;
-        yuvToBgr(y[x * y_step], u[cell], v[cell], bgr + 3 * x);
+    for (int x = 0; x < width; ++x)
+        yuvToBgr(y[x * y_step], u[x * uv_step], v[x * uv_step], bgr + 3 * x);
+}
+
+// x / 256 truncated toward zero, as C++ divides: a negative x is moved up by
+// 255 before the arithmetic shift. Written out because the compiler
+// vectorises this form and not the division.
+inline int32_t divide256(int32_t x) {
+    return (x + ((x >> 31) & 255)) >> 8;
+}
+
+// Pixels 2k and 2k + 1 share chroma sample k (no interpolation), at byte
+// k * kUvStep of `u` and `v`. In blocks of kCellBlock cells: the chroma terms
+// of yuvToBgr once per cell, spread to both pixels, then one plain loop over
+// the pixels; the steps are template arguments. The sums are those of
+// yuvToBgr in int32 without overflow, so grouping the chroma terms first
+// changes nothing.
+constexpr int kCellBlock = 32;
+
+template <int kYStep, int kUvStep>
+void yuvToBgrCells(const u8* y, const u8* u, const u8* v, u8* bgr, int width) {
+    int32_t blue[2 * kCellBlock], green[2 * kCellBlock], red[2 * kCellBlock];
+    const int cells = width >> 1;
+    for (int k0 = 0; k0 < cells; k0 += kCellBlock) {
+        const int n = std::min(kCellBlock, cells - k0);
+        for (int k = 0; k < n; ++k) {
+            const int32_t cu = int32_t(u[(k0 + k) * kUvStep]) - 128;
+            const int32_t cv = int32_t(v[(k0 + k) * kUvStep]) - 128;
+            blue[2 * k] = blue[2 * k + 1] = 516 * cu;
+            green[2 * k] = green[2 * k + 1] = -207 * cv - 100 * cu;
+            red[2 * k] = red[2 * k + 1] = 408 * cv;
+        }
+        const u8* ys = y + 2 * k0 * kYStep;
+        u8* out = bgr + 6 * k0;
+        for (int x = 0; x < 2 * n; ++x) {
+            const int32_t c = 297 * (int32_t(ys[x * kYStep]) - 16);
+            out[3 * x] = clampByte(divide256(c + blue[x]));
+            out[3 * x + 1] = clampByte(divide256(c + green[x]));
+            out[3 * x + 2] = clampByte(divide256(c + red[x]));
+        }
     }
+    if (width & 1)
+        yuvToBgr(y[(width - 1) * kYStep], u[cells * kUvStep], v[cells * kUvStep],
+                 bgr + 3 * (width - 1));
 }
 
 void convertYuv420PToBgr(const RowData* const* rows, RowData& dst, int width,
@@ -288,8 +337,8 @@ void convertYuv420PToBgr(const RowData* const* rows, RowData& dst, int width,
     if (width < 1) return;
     const FormatInfo& info = impl.srcInfo();
     const RowData& src = *rows[0];
-    yuvToBgrRow<true>(src.plane[0], 1, src.plane[info.u_plane], src.plane[info.v_plane], 1,
-                      dst.plane[0], width);
+    yuvToBgrCells<1, 1>(src.plane[0], src.plane[info.u_plane], src.plane[info.v_plane],
+                        dst.plane[0], width);
 }
 
 void convertYuv420SPToBgr(const RowData* const* rows, RowData& dst, int width,
@@ -297,15 +346,15 @@ void convertYuv420SPToBgr(const RowData* const* rows, RowData& dst, int width,
     if (width < 1) return;
     const FormatInfo& info = impl.srcInfo();
     const RowData& src = *rows[0];
-    yuvToBgrRow<true>(src.plane[0], 1, src.plane[1] + info.u_offset, src.plane[1] + info.v_offset,
-                      2, dst.plane[0], width);
+    yuvToBgrCells<1, 2>(src.plane[0], src.plane[1] + info.u_offset, src.plane[1] + info.v_offset,
+                        dst.plane[0], width);
 }
 
 void convertYv16ToBgr(const RowData* const* rows, RowData& dst, int width,
                       const ImplFormatConverter&) {
     if (width < 1) return;
     const RowData& src = *rows[0];
-    yuvToBgrRow<true>(src.plane[0], 1, src.plane[2], src.plane[1], 1, dst.plane[0], width);
+    yuvToBgrCells<1, 1>(src.plane[0], src.plane[2], src.plane[1], dst.plane[0], width);
 }
 
 void convertYuv422PackedToBgr(const RowData* const* rows, RowData& dst, int width,
@@ -313,29 +362,29 @@ void convertYuv422PackedToBgr(const RowData* const* rows, RowData& dst, int widt
     if (width < 1) return;
     const FormatInfo& info = impl.srcInfo();
     const u8* row = rows[0]->plane[0];
-    yuvToBgrRow<true>(row + info.y_offset, 2, row + info.u_offset, row + info.v_offset, 4,
-                      dst.plane[0], width);
+    yuvToBgrCells<2, 4>(row + info.y_offset, row + info.u_offset, row + info.v_offset, dst.plane[0],
+                        width);
 }
 
 void convertNv16ToBgr(const RowData* const* rows, RowData& dst, int width,
                       const ImplFormatConverter&) {
     if (width < 1) return;
     const RowData& src = *rows[0];
-    yuvToBgrRow<true>(src.plane[0], 1, src.plane[1], src.plane[1] + 1, 2, dst.plane[0], width);
+    yuvToBgrCells<1, 2>(src.plane[0], src.plane[1], src.plane[1] + 1, dst.plane[0], width);
 }
 
 void convertYuv24ToBgr(const RowData* const* rows, RowData& dst, int width,
                        const ImplFormatConverter&) {
     if (width < 1) return;
     const u8* row = rows[0]->plane[0];
-    yuvToBgrRow<false>(row, 3, row + 1, row + 2, 3, dst.plane[0], width);
+    yuvToBgrRow(row, 3, row + 1, row + 2, 3, dst.plane[0], width);
 }
 
 void convertYuv444PToBgr(const RowData* const* rows, RowData& dst, int width,
                          const ImplFormatConverter&) {
     if (width < 1) return;
     const RowData& src = *rows[0];
-    yuvToBgrRow<false>(src.plane[0], 1, src.plane[1], src.plane[2], 1, dst.plane[0], width);
+    yuvToBgrRow(src.plane[0], 1, src.plane[1], src.plane[2], 1, dst.plane[0], width);
 }
 
 // ------------------------------------------------- gray and rearrangement kernels

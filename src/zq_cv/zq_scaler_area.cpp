@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "zq/exception.h"
@@ -75,6 +76,23 @@ void buildAreaTable(int32_t src, int32_t dst, uint32_t shift, std::vector<AreaEn
     table[size_t(dst)].weight = weight;
 }
 
+// ------------------------------------------------------- sample access
+//
+// Rows may start at any address and have any stride, so 16- and 32-bit
+// samples are read and written through memcpy: one unaligned access each.
+
+template <typename T>
+inline T loadSample(const unsigned char* row, size_t i) {
+    T value;
+    std::memcpy(&value, row + i * sizeof(T), sizeof(T));
+    return value;
+}
+
+template <typename T>
+inline void storeSample(unsigned char* row, size_t i, T value) {
+    std::memcpy(row + i * sizeof(T), &value, sizeof(T));
+}
+
 // ------------------------------------------------------- horizontal kernels
 //
 // Acc is the accumulator: 32-bit for 8-bit samples (255 * 32768 < 2^24, and a
@@ -82,53 +100,177 @@ void buildAreaTable(int32_t src, int32_t dst, uint32_t shift, std::vector<AreaEn
 // 32-bit samples. Channels of interleaved samples are independent. The result
 // is acc >> shift, truncated to the sample, never rounded.
 
+// Reducing, outputs [begin, end): e0.weight of the first sample, `weight` for
+// each sample wholly inside, and what is left of the straddling sample
+// e1.index after the right neighbour took e1.weight.
 template <typename T, int C, typename Acc>
-void areaRowX(int src_width, int dst_width, uint16_t weight, uint32_t shift, const AreaEntry* table,
-              const unsigned char* src_row, unsigned char* dst_row) {
-    const T* src = reinterpret_cast<const T*>(src_row);
-    T* dst = reinterpret_cast<T*>(dst_row);
-    if (dst_width < src_width) {
-        // Reducing: e0.weight of the first sample, `weight` for each sample
-        // wholly inside, and what is left of the straddling sample e1.index
-        // after the right neighbour took e1.weight.
-        for (int i = 0; i < dst_width; ++i) {
-            const AreaEntry e0 = table[i];
-            const AreaEntry e1 = table[i + 1];
-            const uint16_t rem = uint16_t(weight - e1.weight);
-            for (int c = 0; c < C; ++c) {
-                Acc sum = 0;
-                for (int j = e0.index + 1; j < e1.index; ++j) sum += Acc(src[j * C + c]);
-                Acc acc = sum * Acc(weight) + Acc(e0.weight) * Acc(src[e0.index * C + c]);
-                if (rem != 0) acc += Acc(rem) * Acc(src[e1.index * C + c]);
-                dst[i * C + c] = T(acc >> shift);
-            }
-        }
-    } else {
-        // Enlarging: a two-tap blend of e0.index and the sample after it. A
-        // last sample short of `one` reads one sample past the row.
-        for (int i = 0; i < dst_width; ++i) {
-            const AreaEntry e0 = table[i];
-            const uint16_t rem = uint16_t(weight - e0.weight);
-            for (int c = 0; c < C; ++c) {
-                Acc acc = Acc(e0.weight) * Acc(src[e0.index * C + c]);
-                if (rem != 0) acc += Acc(rem) * Acc(src[(e0.index + 1) * C + c]);
-                dst[i * C + c] = T(acc >> shift);
-            }
+void areaReduceX(int begin, int end, uint16_t weight, uint32_t shift, const AreaEntry* table,
+                 const unsigned char* src, unsigned char* dst) {
+    for (int i = begin; i < end; ++i) {
+        const AreaEntry e0 = table[i];
+        const AreaEntry e1 = table[i + 1];
+        const uint16_t rem = uint16_t(weight - e1.weight);
+        for (int c = 0; c < C; ++c) {
+            Acc sum = 0;
+            for (int j = e0.index + 1; j < e1.index; ++j)
+                sum += Acc(loadSample<T>(src, size_t(j) * C + c));
+            Acc acc = sum * Acc(weight) +
+                      Acc(e0.weight) * Acc(loadSample<T>(src, size_t(e0.index) * C + c));
+            if (rem != 0) acc += Acc(rem) * Acc(loadSample<T>(src, size_t(e1.index) * C + c));
+            storeSample<T>(dst, size_t(i) * C + c, T(acc >> shift));
         }
     }
 }
 
-using AreaRowXFn = void (*)(int, int, uint16_t, uint32_t, const AreaEntry*, const unsigned char*,
-                            unsigned char*);
+// Footprints of at most kMaxTaps samples take the tap kernels below. The
+// two-axis one goes by blocks of kTapBlock outputs; as a footprint starts at
+// most kMaxTaps samples after the previous one, a block reaches at most
+// (kTapBlock + 1) * kMaxTaps samples of at most 4 channels: kTapWords.
+constexpr int kTapBlock = 64;
+constexpr int kMaxTaps = 4;
+constexpr int kTapWords = (kTapBlock + 1) * kMaxTaps * 4;
 
-constexpr AreaRowXFn areaRowX8C1 = areaRowX<uint8_t, 1, uint32_t>;
-constexpr AreaRowXFn areaRowX8C2 = areaRowX<uint8_t, 2, uint32_t>;
-constexpr AreaRowXFn areaRowX8C3 = areaRowX<uint8_t, 3, uint32_t>;
-constexpr AreaRowXFn areaRowX8C4 = areaRowX<uint8_t, 4, uint32_t>;
+// Reducing 8-bit rows from the tap table (AreaTaps): K taps per output, at
+// samples start[i] .. start[i] + K - 1, weights w[k * stride + i]. In 32-bit
+// words modulo 2^32 the sum of coefficient times sample is the reducing
+// formula's word whatever the order, so this is the same byte. A fixed tap
+// count unrolls the taps and channels; the byte gathers stay scalar (a
+// vectorised form through widened words measured no faster).
+template <int C, int K>
+[[gnu::noinline]] void areaTapsX8(int count, uint32_t shift, const int32_t* __restrict start,
+                                  const uint32_t* __restrict w, size_t stride,
+                                  const uint8_t* __restrict src, uint8_t* __restrict dst) {
+    for (int i = 0; i < count; ++i) {
+        const uint8_t* s = src + size_t(start[i]) * C;
+        for (int c = 0; c < C; ++c) {
+            uint32_t acc = 0;
+            for (int k = 0; k < K; ++k) acc += w[size_t(k) * stride + size_t(i)] * s[k * C + c];
+            dst[i * C + c] = uint8_t(acc >> shift);
+        }
+    }
+}
+
+// Enlarging: a two-tap blend of e0.index and the sample after it. A last
+// sample short of `one` reads one sample past the row.
+template <typename T, int C, typename Acc>
+void areaEnlargeX(int dst_width, uint16_t weight, uint32_t shift, const AreaEntry* table,
+                  const unsigned char* src, unsigned char* dst) {
+    for (int i = 0; i < dst_width; ++i) {
+        const AreaEntry e0 = table[i];
+        const uint16_t rem = uint16_t(weight - e0.weight);
+        for (int c = 0; c < C; ++c) {
+            Acc acc = Acc(e0.weight) * Acc(loadSample<T>(src, size_t(e0.index) * C + c));
+            if (rem != 0) acc += Acc(rem) * Acc(loadSample<T>(src, (size_t(e0.index) + 1) * C + c));
+            storeSample<T>(dst, size_t(i) * C + c, T(acc >> shift));
+        }
+    }
+}
+
+// The reducing footprints of a table as K net coefficients per output: the
+// sample at e0.index weighs e0.weight, those up to e1.index - 1 `weight`, and
+// e1.index `weight` - e1.weight (on e0.index itself when the two indexes meet,
+// as they do on a chroma plane reduced by an enlarging table). Zero
+// coefficients at both ends are dropped; shorter footprints are padded with
+// zero weights after their end. Empty (k == 0) when the footprints need more
+// than kMaxTaps, or when indexes wrapped and stopped rising.
+struct AreaTaps {
+    int k = 0;
+    std::vector<int32_t> start;  // first sample of each output's taps
+    std::vector<uint32_t> w;     // k rows of dst weights
+};
+
+void buildAreaTaps(const std::vector<AreaEntry>& table, uint16_t weight, AreaTaps& taps) {
+    const size_t dst = table.size() - 1;
+    taps.k = 0;
+    uint32_t coef[kMaxTaps + 1];
+    int k = 1;
+    for (size_t pass = 0; pass < 2; ++pass) {
+        for (size_t i = 0; i < dst; ++i) {
+            const int a = table[i].index, b = table[i + 1].index;
+            if (b < a || b - a > kMaxTaps) return;
+            for (int j = 0; j <= b - a; ++j) coef[j] = weight;
+            coef[0] = table[i].weight;
+            coef[b - a] = (b == a ? coef[0] : 0u) + uint16_t(weight - table[i + 1].weight);
+            int first = 0, last = b - a;
+            while (first <= last && coef[first] == 0) ++first;
+            while (last >= first && coef[last] == 0) --last;
+            if (first > last) first = last = 0;
+            if (pass == 0) {
+                k = std::max(k, last - first + 1);
+                if (k > kMaxTaps) return;
+                continue;
+            }
+            taps.start[i] = a + first;
+            for (int j = 0; j < k; ++j)
+                taps.w[size_t(j) * dst + i] = first + j <= last ? coef[first + j] : 0u;
+        }
+        if (pass == 0) {
+            taps.start.resize(dst);
+            taps.w.resize(size_t(k) * dst);
+        }
+    }
+    taps.k = k;
+}
+
+template <int C>
+void areaRowX8(int src_width, int dst_width, uint16_t weight, uint32_t shift,
+               const AreaEntry* table, const AreaTaps& taps, const unsigned char* src,
+               unsigned char* dst) {
+    if (dst_width >= src_width) {
+        areaEnlargeX<uint8_t, C, uint32_t>(dst_width, weight, shift, table, src, dst);
+        return;
+    }
+    // The reducing formula reads samples 0 to the last output's end (its
+    // straddling sample, or the one before when that takes nothing): the
+    // footprints join up. The outputs whose taps stay inside that run take the
+    // tap kernel, the rest the formula.
+    int count = 0;
+    if (taps.k != 0) {
+        const AreaEntry last = table[dst_width];
+        const int end = std::max(int(table[dst_width - 1].index),
+                                 int(last.index) - (weight == last.weight ? 1 : 0));
+        count = dst_width;
+        while (count > 0 && taps.start[size_t(count) - 1] + taps.k - 1 > end) --count;
+        const size_t stride = taps.start.size();
+        switch (taps.k) {
+            case 1:
+                areaTapsX8<C, 1>(count, shift, taps.start.data(), taps.w.data(), stride, src, dst);
+                break;
+            case 2:
+                areaTapsX8<C, 2>(count, shift, taps.start.data(), taps.w.data(), stride, src, dst);
+                break;
+            case 3:
+                areaTapsX8<C, 3>(count, shift, taps.start.data(), taps.w.data(), stride, src, dst);
+                break;
+            default:
+                areaTapsX8<C, 4>(count, shift, taps.start.data(), taps.w.data(), stride, src, dst);
+                break;
+        }
+    }
+    areaReduceX<uint8_t, C, uint32_t>(count, dst_width, weight, shift, table, src, dst);
+}
+
+template <typename T>
+void areaRowXWide(int src_width, int dst_width, uint16_t weight, uint32_t shift,
+                  const AreaEntry* table, const AreaTaps&, const unsigned char* src,
+                  unsigned char* dst) {
+    if (dst_width < src_width)
+        areaReduceX<T, 1, uint64_t>(0, dst_width, weight, shift, table, src, dst);
+    else
+        areaEnlargeX<T, 1, uint64_t>(dst_width, weight, shift, table, src, dst);
+}
+
+using AreaRowXFn = void (*)(int, int, uint16_t, uint32_t, const AreaEntry*, const AreaTaps&,
+                            const unsigned char*, unsigned char*);
+
+constexpr AreaRowXFn areaRowX8C1 = areaRowX8<1>;
+constexpr AreaRowXFn areaRowX8C2 = areaRowX8<2>;
+constexpr AreaRowXFn areaRowX8C3 = areaRowX8<3>;
+constexpr AreaRowXFn areaRowX8C4 = areaRowX8<4>;
 // 65535 * 32768 < 2^31: 16-bit products fit 32 bits, summed on 64.
-constexpr AreaRowXFn areaRowX16C1 = areaRowX<uint16_t, 1, uint64_t>;
+constexpr AreaRowXFn areaRowX16C1 = areaRowXWide<uint16_t>;
 // 32-bit samples: 64-bit products and sums.
-constexpr AreaRowXFn areaRowX32C1 = areaRowX<uint32_t, 1, uint64_t>;
+constexpr AreaRowXFn areaRowX32C1 = areaRowXWide<uint32_t>;
 
 // --------------------------------------------------------- vertical kernels
 //
@@ -155,37 +297,83 @@ struct AreaY32 {
     static Acc product(Sample s, uint32_t w) { return uint64_t(uint32_t(s * w)); }
 };
 
+// One pass over the n elements of a row with R rows: the words modulo 2^32
+// (8-bit) or 2^64 (wider), so the order of the rows does not change them.
+// The first pass starts from 0, others from `acc`; the last one stores
+// acc >> shift, the others keep the words in `acc`.
+template <class K, int R, bool FIRST, bool LAST>
+[[gnu::noinline]] void sumRowsY(int n, const unsigned char* const* rows, const uint32_t* w,
+                                uint32_t shift, typename K::Acc* __restrict acc,
+                                unsigned char* __restrict dst) {
+    using T = typename K::Sample;
+    using Acc = typename K::Acc;
+    const unsigned char* __restrict r0 = rows[0];
+    const unsigned char* __restrict r1 = rows[R > 1 ? 1 : 0];
+    const unsigned char* __restrict r2 = rows[R > 2 ? 2 : 0];
+    const uint32_t w0 = w[0], w1 = w[R > 1 ? 1 : 0], w2 = w[R > 2 ? 2 : 0];
+    for (int j = 0; j < n; ++j) {
+        Acc a = FIRST ? Acc(0) : acc[j];
+        a += K::product(loadSample<T>(r0, size_t(j)), w0);
+        if (R > 1) a += K::product(loadSample<T>(r1, size_t(j)), w1);
+        if (R > 2) a += K::product(loadSample<T>(r2, size_t(j)), w2);
+        if (LAST)
+            storeSample<T>(dst, size_t(j), T(a >> shift));
+        else
+            acc[j] = a;
+    }
+}
+
 template <class K>
-void addRowY(int n, const unsigned char* row, uint32_t w, typename K::Acc* acc) {
-    const auto* r = reinterpret_cast<const typename K::Sample*>(row);
-    for (int j = 0; j < n; ++j) acc[j] += K::product(r[j], w);
+using SumRowsFn = void (*)(int, const unsigned char* const*, const uint32_t*, uint32_t,
+                           typename K::Acc*, unsigned char*);
+
+template <class K, bool FIRST, bool LAST>
+SumRowsFn<K> sumRowsFor(int r) {
+    return r == 1   ? sumRowsY<K, 1, FIRST, LAST>
+           : r == 2 ? sumRowsY<K, 2, FIRST, LAST>
+                    : sumRowsY<K, 3, FIRST, LAST>;
 }
 
 // `rows` holds `slots` gathered rows; slot s is source row e0.index + s. A slot
-// the gather left null (outside the window) adds nothing.
+// the gather left null (outside the window) adds nothing, nor does a row of
+// weight 0; the others are summed three at a time.
 template <class K>
 void areaRowY(int n, uint16_t weight, uint32_t shift, AreaEntry e0, AreaEntry e1,
               const unsigned char* const* rows, int slots, bool reducing, typename K::Acc* acc,
               unsigned char* dst_row) {
-    using T = typename K::Sample;
-    const T* r0 = reinterpret_cast<const T*>(rows[0]);
-    if (r0)
-        for (int j = 0; j < n; ++j) acc[j] = K::product(r0[j], e0.weight);
-    else
-        for (int j = 0; j < n; ++j) acc[j] = 0;
+    const unsigned char* batch[3];
+    uint32_t w[3];
+    int count = 0;
+    bool first = true;
+    auto add = [&](const unsigned char* row, uint32_t row_weight) {
+        if (row == nullptr || row_weight == 0) return;
+        if (count == 3) {
+            (first ? sumRowsFor<K, true, false>(3) : sumRowsFor<K, false, false>(3))(
+                n, batch, w, shift, acc, dst_row);
+            first = false;
+            count = 0;
+        }
+        batch[count] = row;
+        w[count] = row_weight;
+        ++count;
+    };
+    add(rows[0], e0.weight);
     if (reducing) {
         const int span = int(e1.index) - int(e0.index);
-        for (int s = 1; s < span && s < slots; ++s)
-            if (rows[s]) addRowY<K>(n, rows[s], weight, acc);
+        for (int s = 1; s < span && s < slots; ++s) add(rows[s], weight);
         const uint16_t rem = uint16_t(weight - e1.weight);
-        if (rem != 0 && span >= 0 && span < slots && rows[span])
-            addRowY<K>(n, rows[span], rem, acc);
+        if (span >= 0 && span < slots) add(rows[span], rem);
     } else {
         const uint16_t rem = uint16_t(weight - e0.weight);
-        if (rem != 0 && slots > 1 && rows[1]) addRowY<K>(n, rows[1], rem, acc);
+        if (slots > 1) add(rows[1], rem);
     }
-    T* dst = reinterpret_cast<T*>(dst_row);
-    for (int j = 0; j < n; ++j) dst[j] = T(acc[j] >> shift);
+    if (count == 0) {
+        // Nothing weighs: every word is 0.
+        std::memset(dst_row, 0, size_t(n) * sizeof(typename K::Sample));
+        return;
+    }
+    (first ? sumRowsFor<K, true, true>(count) : sumRowsFor<K, false, true>(count))(
+        n, batch, w, shift, acc, dst_row);
 }
 
 // ------------------------------------------------------------ box kernels
@@ -223,15 +411,15 @@ struct AreaXY32 {
 
 // `C` is the element step in samples, `SUMS` the channels summed; with
 // SUMS < C the last sum is stored again in every remaining channel.
+// Outputs [begin, end) of a row.
 template <class K, int C, int SUMS>
-void areaRowXY(int dst_width, int32_t x_step, int32_t y_step, const AreaRow* rows, int count,
-               unsigned char* dst_row) {
+void areaBoxXY(int begin, int end_column, int32_t x_step, int32_t y_step, const AreaRow* rows,
+               int count, unsigned char* dst_row) {
     using T = typename K::Sample;
-    T* dst = reinterpret_cast<T*>(dst_row);
     // One source pixel counts 2^32. Steps are at least 65536 (no enlarging);
     // only extents that overflow the 16.16 shift could make them 0.
     const uint64_t area = uint64_t(uint32_t(x_step)) * uint64_t(uint32_t(y_step));
-    for (int c = 0; c < dst_width; ++c) {
+    for (int c = begin; c < end_column; ++c) {
         const uint32_t x_begin = uint32_t(c) * uint32_t(x_step);
         const uint32_t x_end = x_begin + uint32_t(x_step);
         const uint32_t start = x_begin >> 16;
@@ -241,34 +429,145 @@ void areaRowXY(int dst_width, int32_t x_step, int32_t y_step, const AreaRow* row
         uint64_t acc[SUMS] = {};
         for (int r = 0; r < count; ++r) {
             if (rows[r].weight == 0 || rows[r].row == nullptr) continue;
-            const T* src = reinterpret_cast<const T*>(rows[r].row);
+            const unsigned char* src = rows[r].row;
+            auto at = [src](uint32_t x, int ch) { return loadSample<T>(src, size_t(x) * C + ch); };
             for (int ch = 0; ch < SUMS; ++ch) {
-                uint64_t sum = start_frac == 0
-                                   ? uint64_t(src[start * C + ch])
-                                   : K::edge(0x10000u - start_frac, src[start * C + ch]);
-                if (end_frac != 0) sum += K::edge(end_frac, src[end * C + ch]);
-                for (uint32_t x = start + 1; x < end; ++x) sum += uint64_t(src[x * C + ch]);
+                uint64_t sum = start_frac == 0 ? uint64_t(at(start, ch))
+                                               : K::edge(0x10000u - start_frac, at(start, ch));
+                if (end_frac != 0) sum += K::edge(end_frac, at(end, ch));
+                for (uint32_t x = start + 1; x < end; ++x) sum += uint64_t(at(x, ch));
                 acc[ch] += (uint64_t(rows[r].weight) * sum) >> 16;
             }
         }
         for (int ch = 0; ch < SUMS; ++ch) {
             // Only the low 32 bits of the sum enter the division.
             const uint64_t mean = area ? (uint64_t(uint32_t(acc[ch])) << 32) / area : 0;
-            dst[c * C + ch] = T(mean);
+            storeSample<T>(dst_row, size_t(c) * C + ch, T(mean));
         }
-        for (int ch = SUMS; ch < C; ++ch) dst[c * C + ch] = dst[c * C + SUMS - 1];
+        for (int ch = SUMS; ch < C; ++ch)
+            dst_row[size_t(c) * C + ch] = dst_row[size_t(c) * C + SUMS - 1];
     }
+}
+
+// Bytes to 32-bit words, for kernels that gather: the compiler vectorises a
+// gather of words, not of bytes.
+[[gnu::noinline]] void widenBytes(const uint8_t* __restrict src, size_t n,
+                                  uint32_t* __restrict words) {
+    for (size_t i = 0; i < n; ++i) words[i] = src[i];
+}
+
+// 8-bit boxes as K taps per output: a sample's edge term is
+// (coefficient * sample) >> 16 with the coefficient 0x10000 - start_frac,
+// end_frac, or 0x10000 for a whole sample, which gives the sample itself
+// (65536 * 255 < 2^32). Taps past a footprint weigh 0 and give 0. With
+// K <= 4 a row's term (weight * sum) >> 16 stays below 2^27, and only the low
+// 32 bits of the sum over the rows enter the division: 32-bit words that
+// vectorise. Outputs go in blocks of kBoxBlock, the taps on the stack.
+constexpr int kBoxBlock = kTapBlock;
+
+template <int C, int SUMS, int K>
+[[gnu::noinline]] void boxTaps8(int n, const int32_t* __restrict start,
+                                const uint32_t* __restrict coef, const uint32_t* __restrict words,
+                                uint32_t weight, uint32_t* __restrict acc) {
+    for (int i = 0; i < n; ++i) {
+        const uint32_t* s = words + size_t(start[i] - start[0]) * C;
+        for (int ch = 0; ch < SUMS; ++ch) {
+            uint32_t sum = 0;
+            for (int k = 0; k < K; ++k) sum += (coef[k * kBoxBlock + i] * s[k * C + ch]) >> 16;
+            acc[i * SUMS + ch] += (weight * sum) >> 16;
+        }
+    }
+}
+
+template <int C, int SUMS, int K>
+void boxBlocks8(int count, int32_t x_step, uint64_t area, const AreaRow* rows, int row_count,
+                unsigned char* dst_row) {
+    int32_t start[kBoxBlock];
+    uint32_t coef[K * kBoxBlock];
+    uint32_t acc[kBoxBlock * SUMS];
+    uint32_t words[kTapWords];
+    for (int b = 0; b < count; b += kBoxBlock) {
+        const int n = std::min(kBoxBlock, count - b);
+        for (int i = 0; i < n; ++i) {
+            const uint32_t x_begin = uint32_t(b + i) * uint32_t(x_step);
+            const uint32_t x_end = x_begin + uint32_t(x_step);
+            const uint32_t first = x_begin >> 16, last = x_end >> 16;
+            start[i] = int32_t(first);
+            for (int k = 0; k < K; ++k) {
+                const uint32_t x = first + uint32_t(k);
+                coef[k * kBoxBlock + i] = x == first  ? 0x10000u - (x_begin & 0xffffu)
+                                          : x < last  ? 0x10000u
+                                          : x == last ? x_end & 0xffffu
+                                                      : 0u;
+            }
+        }
+        std::fill(acc, acc + n * SUMS, 0u);
+        const size_t reach = size_t(start[n - 1] + K - start[0]) * C;
+        for (int r = 0; r < row_count; ++r)
+            if (rows[r].weight != 0 && rows[r].row != nullptr) {
+                widenBytes(rows[r].row + size_t(start[0]) * C, reach, words);
+                boxTaps8<C, SUMS, K>(n, start, coef, words, rows[r].weight, acc);
+            }
+        unsigned char* dst = dst_row + size_t(b) * C;
+        for (int i = 0; i < n; ++i) {
+            for (int ch = 0; ch < SUMS; ++ch)
+                dst[i * C + ch] = uint8_t(area ? (uint64_t(acc[i * SUMS + ch]) << 32) / area : 0);
+            for (int ch = SUMS; ch < C; ++ch) dst[i * C + ch] = dst[i * C + SUMS - 1];
+        }
+    }
+}
+
+template <int C, int SUMS>
+void areaRowXY8(int dst_width, int32_t x_step, int32_t y_step, const AreaRow* rows, int count,
+                unsigned char* dst_row) {
+    const uint32_t step = uint32_t(x_step);
+    const int taps = (step & 0xffffu) == 0 ? int(step >> 16) : int(step >> 16) + 2;
+    int done = 0;
+    // Without wrapping coordinates, the formula reads samples 0 up to the
+    // last output's end sample, or the one before when its fraction is 0:
+    // the boxes join up. Outputs whose taps stay inside take the tap form.
+    if (taps <= kMaxTaps && step >= 0x10000u &&
+        uint64_t(uint32_t(dst_width)) * step < (uint64_t(1) << 32)) {
+        const uint32_t x_end = uint32_t(dst_width) * step;
+        const uint32_t x_last = uint32_t(dst_width - 1) * step;
+        const int64_t end =
+            std::max<int64_t>(x_last >> 16, int64_t(x_end >> 16) - ((x_end & 0xffffu) ? 0 : 1));
+        done = dst_width;
+        while (done > 0 && int64_t((uint32_t(done - 1) * step) >> 16) + taps - 1 > end) --done;
+        const uint64_t area = uint64_t(step) * uint64_t(uint32_t(y_step));
+        switch (taps) {
+            case 1:
+                boxBlocks8<C, SUMS, 1>(done, x_step, area, rows, count, dst_row);
+                break;
+            case 2:
+                boxBlocks8<C, SUMS, 2>(done, x_step, area, rows, count, dst_row);
+                break;
+            case 3:
+                boxBlocks8<C, SUMS, 3>(done, x_step, area, rows, count, dst_row);
+                break;
+            default:
+                boxBlocks8<C, SUMS, 4>(done, x_step, area, rows, count, dst_row);
+                break;
+        }
+    }
+    areaBoxXY<AreaXY8, C, SUMS>(done, dst_width, x_step, y_step, rows, count, dst_row);
+}
+
+template <class K>
+void areaRowXYWide(int dst_width, int32_t x_step, int32_t y_step, const AreaRow* rows, int count,
+                   unsigned char* dst_row) {
+    areaBoxXY<K, 1, 1>(0, dst_width, x_step, y_step, rows, count, dst_row);
 }
 
 using AreaRowXYFn = void (*)(int, int32_t, int32_t, const AreaRow*, int, unsigned char*);
 
-constexpr AreaRowXYFn areaRowXY8C1 = areaRowXY<AreaXY8, 1, 1>;
-constexpr AreaRowXYFn areaRowXY8C2 = areaRowXY<AreaXY8, 2, 2>;
-constexpr AreaRowXYFn areaRowXY8C3 = areaRowXY<AreaXY8, 3, 3>;
+constexpr AreaRowXYFn areaRowXY8C1 = areaRowXY8<1, 1>;
+constexpr AreaRowXYFn areaRowXY8C2 = areaRowXY8<2, 2>;
+constexpr AreaRowXYFn areaRowXY8C3 = areaRowXY8<3, 3>;
 // Steps by 4 bytes, sums bytes 0..2; byte 3 repeats byte 2.
-constexpr AreaRowXYFn areaRowXY8C4 = areaRowXY<AreaXY8, 4, 3>;
-constexpr AreaRowXYFn areaRowXY16C1 = areaRowXY<AreaXY16, 1, 1>;
-constexpr AreaRowXYFn areaRowXY32C1 = areaRowXY<AreaXY32, 1, 1>;
+constexpr AreaRowXYFn areaRowXY8C4 = areaRowXY8<4, 3>;
+constexpr AreaRowXYFn areaRowXY16C1 = areaRowXYWide<AreaXY16>;
+constexpr AreaRowXYFn areaRowXY32C1 = areaRowXYWide<AreaXY32>;
 
 uint32_t shiftOf(ScalerPrecision precision) {
     return uint32_t(precision) - 1u;
@@ -285,6 +584,7 @@ struct ScalerAreaX::State {
     std::vector<AreaEntry> _table;
     uint32_t _shift = 0;
     uint16_t _weight = 0;
+    AreaTaps _taps;  // the table's reducing footprints, for 8-bit rows
 
     template <class Source>
     void reuse(Source& source, const FrameLayout& layout, int dst_width, ScalerPrecision precision);
@@ -303,8 +603,10 @@ void ScalerAreaX::State::reuse(Source& source, const FrameLayout& layout, int ds
     _shift = shiftOf(precision);
     const int32_t src_width = layout.size.width;
     checkAreaExtents("ScalerAreaX", src_width, dst_width);
-    if (src_width != _src_layout.size.width || dst_width != _dst_layout.size.width)
+    if (src_width != _src_layout.size.width || dst_width != _dst_layout.size.width) {
         buildAreaTable(src_width, dst_width, _shift, _table, _weight);
+        buildAreaTaps(_table, _weight, _taps);
+    }
     _src_layout = layout;
     _dst_layout = FrameLayout(layout.format, Size(dst_width, layout.size.height), 64);
     stored = true;
@@ -349,7 +651,7 @@ void ScalerAreaX::produce(RowData& row_data) {
     // Every plane uses the one table over plane 0's source width; a chroma
     // plane passes its own destination width.
     auto run = [&](AreaRowXFn fn, int p) {
-        fn(src_width, s._dst_layout.planes[p].width, s._weight, s._shift, s._table.data(),
+        fn(src_width, s._dst_layout.planes[p].width, s._weight, s._shift, s._table.data(), s._taps,
            src.plane[p], row_data.plane[p]);
     };
     auto runIfRow = [&](AreaRowXFn fn, int p) {

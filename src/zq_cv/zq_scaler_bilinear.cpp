@@ -136,6 +136,65 @@ void bilinearRowXY(int32_t src_width, int32_t dst_width, const int32_t* xs, int3
     }
 }
 
+// 8-bit rows in blocks of kBlock outputs. Each element of the pixels a
+// block's taps start from is first gathered with the same element of the
+// next pixel, in both rows, into one 32-bit word: top, top next, bottom,
+// bottom next, a byte each; the last pixel of the row is paired with itself,
+// which is what its taps read (sx and sx). One plain loop then forms the
+// three blends of each output from one word per element, which the compiler
+// vectorises (it gathers words, not bytes). The arithmetic is that of
+// bilinearRowXY, in the same 32-bit words. A block whose taps start further
+// than kSpan pixels apart (reductions beyond about 4) takes the per-output
+// form.
+constexpr int32_t kBlock = 64;
+constexpr int32_t kSpan = 4 * kBlock + 1;
+
+template <int C>
+[[gnu::noinline]] void quadElements(const uint8_t* __restrict top, const uint8_t* __restrict bottom,
+                                    int32_t pixels, bool row_end, uint32_t* __restrict quads) {
+    const int32_t paired = (row_end ? pixels - 1 : pixels) * C;
+    for (int32_t i = 0; i < paired; ++i)
+        quads[i] = uint32_t(top[i]) | uint32_t(top[i + C]) << 8 | uint32_t(bottom[i]) << 16 |
+                   uint32_t(bottom[i + C]) << 24;
+    for (int32_t i = paired; i < pixels * C; ++i)
+        quads[i] = (uint32_t(top[i]) | uint32_t(bottom[i]) << 16) * 0x101u;
+}
+
+template <int C>
+[[gnu::noinline]] void blendBlockXY8(int32_t n, const int32_t* __restrict xs, int32_t lo,
+                                     uint32_t fy, const uint32_t* __restrict quads,
+                                     uint8_t* __restrict dst) {
+    for (int32_t i = 0; i < n; ++i) {
+        const int32_t at = ((xs[i] >> SHIFT) - lo) * C;
+        const uint32_t f = uint32_t(xs[i]) & 0xffffu;
+        for (int c = 0; c < C; ++c) {
+            const uint32_t q = quads[at + c];
+            const uint32_t upper = lerp<uint8_t>(q & 0xffu, (q >> 8) & 0xffu, f);
+            const uint32_t lower = lerp<uint8_t>((q >> 16) & 0xffu, q >> 24, f);
+            dst[i * C + c] = uint8_t(lerp<uint8_t>(upper, lower, fy));
+        }
+    }
+}
+
+template <int C>
+void bilinearRowXY8(int32_t src_width, int32_t dst_width, const int32_t* xs, int32_t y,
+                    const uint8_t* first, const uint8_t* second, uint8_t* dst) {
+    const uint32_t fy = uint32_t(y) & 0xffffu;
+    uint32_t quads[kSpan * C];
+    for (int32_t b = 0; b < dst_width; b += kBlock) {
+        const int32_t n = std::min(kBlock, dst_width - b);
+        const int32_t lo = xs[b] >> SHIFT;
+        const int32_t hi = xs[b + n - 1] >> SHIFT;
+        if (hi - lo + 1 > kSpan) {
+            bilinearRowXY<uint8_t, C>(src_width, n, xs + b, y, first, second, dst + b * C);
+            continue;
+        }
+        quadElements<C>(first + size_t(lo) * C, second + size_t(lo) * C, hi - lo + 1,
+                        hi == src_width - 1, quads);
+        blendBlockXY8<C>(n, xs + b, lo, fy, quads, dst + b * C);
+    }
+}
+
 using RowXFn = void (*)(int32_t, int32_t, const int32_t*, const uint8_t*, uint8_t*);
 using RowYFn = void (*)(int32_t, int32_t, const uint8_t*, const uint8_t*, uint8_t*);
 using RowXYFn = void (*)(int32_t, int32_t, const int32_t*, int32_t, const uint8_t*, const uint8_t*,
@@ -153,10 +212,10 @@ constexpr RowYFn bilinearRowY8C3 = bilinearRowY<uint8_t, 3>;
 constexpr RowYFn bilinearRowY8C4 = bilinearRowY<uint8_t, 4>;
 constexpr RowYFn bilinearRowY16C1 = bilinearRowY<uint16_t, 1>;
 constexpr RowYFn bilinearRowY32C1 = bilinearRowY<uint32_t, 1>;
-constexpr RowXYFn bilinearRowXY8C1 = bilinearRowXY<uint8_t, 1>;
-constexpr RowXYFn bilinearRowXY8C2 = bilinearRowXY<uint8_t, 2>;
-constexpr RowXYFn bilinearRowXY8C3 = bilinearRowXY<uint8_t, 3>;
-constexpr RowXYFn bilinearRowXY8C4 = bilinearRowXY<uint8_t, 4>;
+constexpr RowXYFn bilinearRowXY8C1 = bilinearRowXY8<1>;
+constexpr RowXYFn bilinearRowXY8C2 = bilinearRowXY8<2>;
+constexpr RowXYFn bilinearRowXY8C3 = bilinearRowXY8<3>;
+constexpr RowXYFn bilinearRowXY8C4 = bilinearRowXY8<4>;
 constexpr RowXYFn bilinearRowXY16C1 = bilinearRowXY<uint16_t, 1>;
 constexpr RowXYFn bilinearRowXY32C1 = bilinearRowXY<uint32_t, 1>;
 

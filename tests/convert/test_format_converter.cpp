@@ -1,6 +1,7 @@
 // FormatConverter against an independent per-pixel model of the row
 // conversions, fed by frames, producers and other stages.
 #include <cmath>
+#include <numeric>
 
 #include "test_support.h"
 
@@ -317,3 +318,31 @@ TEST(FormatConverter, RefusedAndStaleStates) {
 }
 
 }  // namespace
+
+// The row conversions whose loops go by cells and blocks of cells, over every width from 1 to 70
+// and a frame's width: BGR24 to and from each luma/chroma format, from a region of a larger frame
+// into a region of a frame filled with a sentinel, which must keep every byte around it.
+TEST(FormatConverter, EveryWidthMatchesTheModel) {
+    std::vector<int> widths(70);
+    std::iota(widths.begin(), widths.end(), 1);
+    widths.insert(widths.end(), {1920, 1919});
+    for (int w : widths)
+        for (int f = ZQ_FRAME_I420; f <= ZQ_FRAME_YUV444_PLANAR; ++f)
+            for (const bool forward : {true, false}) {
+                const FrameFormat sf = forward ? ZQ_FRAME_BGR24 : FrameFormat(f);
+                const FrameFormat df = forward ? FrameFormat(f) : ZQ_FRAME_BGR24;
+                const Size size(w, w % 3 + 2);
+                SCOPED_TRACE(testing::Message() << sf << " -> " << df << " width " << w);
+                Frame big_src = makeSource(sf, Size(w + 6, size.height + 4), uint32_t(w + f));
+                const Frame src = getRegion(big_src, Rect(2, 2, w, size.height));
+                Frame want = blank(df, Size(w + 8, size.height + 4), 0xA5);
+                Frame got = blank(df, want.size(), 0xA5);
+                Frame want_region = getRegion(want, Rect(4, 2, w, size.height));
+                Frame got_region = getRegion(got, Rect(4, 2, w, size.height));
+                reference(src, want_region);
+                FormatConverter conv;
+                conv.reuse(src, df);
+                produceFrame(conv, got_region);
+                ASSERT_TRUE(sameBytes(got, want));
+            }
+}

@@ -1,0 +1,244 @@
+#define ZQ_SOURCE_PATH "src/zq_cv/zq_impl_scale_conv_x"
+#include <algorithm>
+#include <cstring>
+
+#include "zq/exception.h"
+#include "zq_impl_scale_conv.h"
+
+namespace zq::impl {
+
+namespace {
+
+// Bytes a table may read past the end of a source row: the guard room that the
+// library's buffers keep after their last byte (frames, window slots).
+constexpr int64_t kMaxOverreadBytes = 1024;
+
+// Samples are read and written through memcpy: wrapped frames may place
+// 16-bit and 32-bit rows on any byte.
+template <typename S>
+inline S loadSample(const unsigned char* row, int64_t i) {
+    S v;
+    std::memcpy(&v, row + i * int64_t(sizeof(S)), sizeof(S));
+    return v;
+}
+template <typename S>
+inline void storeSample(unsigned char* row, int64_t i, S v) {
+    std::memcpy(row + i * int64_t(sizeof(S)), &v, sizeof(S));
+}
+
+// ------------------------------------------------------------ row kernels
+//
+// Every position runs the table's largest aperture: a row's taps beyond its
+// own aperture have weight 0 (or, in border rows, what an earlier border row
+// left there). Products and sums of 8-bit and 16-bit samples are formed in
+// uint32_t: the same bits as a wrapping signed 32-bit sum, without undefined
+// behaviour. The sum is divided by the weight unit with truncation toward
+// zero and clamped; there is no rounding term.
+
+template <typename T, int C>
+void scaleRowX8(const ScaleData<T>& data, const unsigned char* src, unsigned char* dst) {
+    constexpr int32_t unit = WeightTraits<T>::kUnit;
+    const int taps = data._aperture;
+    const KernelPosition* positions = data._positions.data();
+    for (int i = 0; i < data._dst_size; ++i) {
+        const T* w = data._builder.row(positions[i].kernel_index);
+        const unsigned char* s = src + size_t(positions[i].src_index) * C;
+        uint32_t acc[C] = {};
+        for (int k = 0; k < taps; ++k) {
+            const uint32_t wk = uint32_t(int32_t(w[k]));
+            for (int c = 0; c < C; ++c) acc[c] += uint32_t(s[k * C + c]) * wk;
+        }
+        for (int c = 0; c < C; ++c)
+            dst[i * C + c] = uint8_t(std::clamp(int32_t(acc[c]) / unit, int32_t(0), int32_t(255)));
+    }
+}
+
+template <typename T>
+void scaleRowX16C1(const ScaleData<T>& data, const unsigned char* src, unsigned char* dst) {
+    constexpr int32_t unit = WeightTraits<T>::kUnit;
+    const int taps = data._aperture;
+    for (int i = 0; i < data._dst_size; ++i) {
+        const KernelPosition position = data._positions[size_t(i)];
+        const T* w = data._builder.row(position.kernel_index);
+        uint32_t acc = 0;
+        for (int k = 0; k < taps; ++k)
+            acc += uint32_t(loadSample<uint16_t>(src, position.src_index + k)) *
+                   uint32_t(int32_t(w[k]));
+        storeSample<uint16_t>(
+            dst, i, uint16_t(std::clamp(int32_t(acc) / unit, int32_t(0), int32_t(65535))));
+    }
+}
+
+// Each product is formed in 32 bits, wraps there, and enters the 64-bit sum
+// as a signed 32-bit value: large samples go wrong rather than being carried
+// by the wider sum.
+template <typename T>
+void scaleRowX32C1(const ScaleData<T>& data, const unsigned char* src, unsigned char* dst) {
+    constexpr int64_t unit = WeightTraits<T>::kUnit;
+    const int taps = data._aperture;
+    for (int i = 0; i < data._dst_size; ++i) {
+        const KernelPosition position = data._positions[size_t(i)];
+        const T* w = data._builder.row(position.kernel_index);
+        int64_t acc = 0;
+        for (int k = 0; k < taps; ++k)
+            acc += int32_t(loadSample<uint32_t>(src, position.src_index + k) *
+                           uint32_t(int32_t(w[k])));
+        storeSample<uint32_t>(dst, i,
+                              uint32_t(std::clamp(acc / unit, int64_t(0), int64_t(0xFFFFFFFF))));
+    }
+}
+
+template <typename T>
+using RowFn = void (*)(const ScaleData<T>&, const unsigned char*, unsigned char*);
+
+// Row kernel of each plane of a format, null where the plane has none; false
+// for a format this pass does not serve.
+template <typename T>
+bool kernelsOf(FrameFormat format, RowFn<T> (&fns)[3]) {
+    const RowFn<T> c1 = scaleRowX8<T, 1>, c2 = scaleRowX8<T, 2>, c3 = scaleRowX8<T, 3>,
+                   c4 = scaleRowX8<T, 4>;
+    fns[0] = fns[1] = fns[2] = nullptr;
+    switch (format) {
+        case ZQ_FRAME_GRAY8:
+            fns[0] = c1;
+            return true;
+        case ZQ_FRAME_BGR24:
+        case ZQ_FRAME_YUV24:
+        case ZQ_FRAME_8U_C3:
+            fns[0] = c3;
+            return true;
+        case ZQ_FRAME_I420:
+        case ZQ_FRAME_YV12:
+        case ZQ_FRAME_YV16:
+        case ZQ_FRAME_YUV444_PLANAR:
+            fns[0] = fns[1] = fns[2] = c1;
+            return true;
+        case ZQ_FRAME_NV12:
+        case ZQ_FRAME_NV21:
+        case ZQ_FRAME_NV16:
+            fns[0] = c1;
+            fns[1] = c2;
+            return true;
+        case ZQ_FRAME_8U_C2:
+            fns[0] = c2;
+            return true;
+        case ZQ_FRAME_8U_C4:
+            fns[0] = c4;
+            return true;
+        case ZQ_FRAME_16U_C1:
+            fns[0] = scaleRowX16C1<T>;
+            return true;
+        case ZQ_FRAME_32U_C1:
+            fns[0] = scaleRowX32C1<T>;
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+template <typename T>
+ScaleX<T>::ScaleX() : _p_kernel(nullptr), _format(ZQ_FRAME_NONE) {}
+
+template <typename T>
+ScaleX<T>::~ScaleX() {}
+
+template <typename T>
+void ScaleX<T>::_reuseScaleData(IKernel* p_kernel, const FrameLayout& src_layout, int dst_width) {
+    // The source width is not compared: a source of another width keeps the
+    // tables built for the old one.
+    if (_window.initialized() && p_kernel == _p_kernel && src_layout.format == _format &&
+        dst_width == _dst_layout.size.width)
+        return;
+    _p_kernel = p_kernel;
+    _format = src_layout.format;
+    _dst_layout = FrameLayout(src_layout.format, Size(dst_width, src_layout.size.height), 64);
+    if (src_layout.plane_count == 0)
+        ZQ_THROW(ZQ_STATUS_NOT_INITIALIZED,
+                 "Failure in ScaleX::reuse(...) : source frame is not initialized.");
+    try {
+        for (int p = 0; p < src_layout.plane_count; ++p)
+            _scale_data[p].reuse(p_kernel, src_layout.planes[p].width, _dst_layout.planes[p].width);
+        _dst_layout = FrameLayout(src_layout.format, Size(dst_width, src_layout.size.height), 64);
+    } catch (Exception& e) {
+        ZQ_RETHROW(e, "%s");
+    }
+}
+
+// The taps of a position read up to src_index + aperture - 1; on a source
+// narrower than that (a border row at a small size, or kept tables on a
+// narrower source) the read goes past the row's end, into stride padding and
+// the guard room of the buffers. More than that room is refused.
+template <typename T>
+void ScaleX<T>::_checkReach(const FrameLayout& src_layout) {
+    for (int p = 0; p < src_layout.plane_count; ++p) {
+        const ScaleData<T>& data = _scale_data[p];
+        int64_t reach = 0;
+        for (const KernelPosition& position : data._positions)
+            reach = std::max(reach, int64_t(position.src_index) + data._aperture);
+        const PlaneLayout& plane = src_layout.planes[p];
+        const int64_t element = int64_t(plane.channels) * (plane.bits_per_channel / 8);
+        const int64_t over = (reach - plane.width) * element;
+        if (over > kMaxOverreadBytes) {
+            _window.clear();
+            ZQ_THROW(ZQ_STATUS_OUT_OF_RANGE,
+                     "Failure in ScaleX::reuse(...) : the kernel would read %lld bytes past a "
+                     "row of plane %d, more than %lld.",
+                     static_cast<long long>(over), p, static_cast<long long>(kMaxOverreadBytes));
+        }
+    }
+}
+
+template <typename T>
+void ScaleX<T>::reuse(IKernel* p_kernel, const Frame& src_frame, int dst_width) {
+    _reuseScaleData(p_kernel, src_frame.layout(), dst_width);
+    _checkReach(src_frame.layout());
+    try {
+        _window.reuse(src_frame, 1);
+    } catch (Exception& e) {
+        ZQ_RETHROW(e, "%s");
+    }
+}
+
+template <typename T>
+void ScaleX<T>::reuse(IKernel* p_kernel, IRowProducer& src_producer, int dst_width) {
+    const FrameLayout src_layout = src_producer.layout();
+    _reuseScaleData(p_kernel, src_layout, dst_width);
+    _checkReach(src_layout);
+    try {
+        _window.reuse(src_producer, 1);
+    } catch (Exception& e) {
+        ZQ_RETHROW(e, "%s");
+    }
+}
+
+template <typename T>
+void ScaleX<T>::produce(RowData& row_data) {
+    if (!_window.initialized())
+        ZQ_THROW(ZQ_STATUS_NOT_INITIALIZED,
+                 "Failure in ScaleX::produce(...): the scaler is not initialized.");
+    RowFn<T> fns[3];
+    if (!kernelsOf<T>(_dst_layout.format, fns))
+        ZQ_THROW(ZQ_STATUS_UNSUPPORTED_FORMAT,
+                 "Failure in ScaleX::produce(...) : unsupported format.");
+    const int planes = std::min(_dst_layout.plane_count, 3);
+    bool any = false;
+    for (int p = 0; p < planes; ++p) any = any || (fns[p] && row_data.plane[p]);
+    if (!any) return;
+    const RowData& src = _window.rowData(0);
+    for (int p = 0; p < planes; ++p)
+        if (fns[p] && row_data.plane[p]) fns[p](_scale_data[p], src.plane[p], row_data.plane[p]);
+}
+
+template <typename T>
+bool ScaleX<T>::next() {
+    if (_window.firstRow() + _window.windowSize() >= _window.sourceHeight()) return false;
+    _window.advanceTo(_window.firstRow() + 1);
+    return true;
+}
+
+template class ScaleX<signed char>;
+template class ScaleX<short>;
+
+}  // namespace zq::impl

@@ -169,7 +169,12 @@ public:
     /// 64 bytes after the end of the last row (the area scalers read one sample
     /// past a row, the vector bilinear resizer the pixel before a row; area
     /// reduction of a sub-sampled format reads chroma rows with the luma row's
-    /// table, up to two luma rows past the last chroma row). For
+    /// table, up to two luma rows past the last chroma row). The convolutional
+    /// scaler reads nothing before a row and at most one pixel (4 bytes) past
+    /// a row while each source plane is at least as wide as the kernel's taps;
+    /// on a narrower plane it reads up to (taps - plane width) pixels past the
+    /// row, and it refuses at reuse a source that would need more than 1024
+    /// bytes: leave 1024 bytes after the last row for any kernel. For
     /// ZQ_FRAME_YUYV and ZQ_FRAME_UYVY frames that a scaler writes to, each
     /// stride must hold 4 bytes per pixel.
     ///

@@ -78,7 +78,8 @@ inline Table table(IKernel& k, int src, int dst, int bits) {
         std::vector<int> w(size_t(capacity), 0);
         int isum = 0;
         for (int j = 0; j < aperture; ++j) {
-            w[size_t(j)] = wrapTo(bits, std::lround(raw[size_t(j)] * (float(unit) / std::fabs(sum))));
+            w[size_t(j)] =
+                wrapTo(bits, std::lround(raw[size_t(j)] * (float(unit) / std::fabs(sum))));
             isum += w[size_t(j)];
         }
         // The error, one unit per step: centre-out, left before right, an odd row's centre
@@ -145,7 +146,8 @@ void passX(IKernel& k, const FrameLayout& sl, RowOf row, Frame& out, int bits) {
                 for (int ch = 0; ch < c; ++ch) {
                     int64_t acc = 0;
                     for (int j = 0; j < t.taps; ++j) {
-                        const int64_t s = int64_t(ref::get(row(p, y), (t.first[size_t(i)] + j) * c + ch, e));
+                        const int64_t s =
+                            int64_t(ref::get(row(p, y), (t.first[size_t(i)] + j) * c + ch, e));
                         const int64_t w = t.rows[size_t(i)][size_t(j)];
                         // 32-bit samples: the product wraps to 32 bits, signed.
                         acc += e == 4 ? int64_t(int32_t(uint32_t(uint64_t(s * w)))) : s * w;
@@ -175,7 +177,8 @@ inline void passY(IKernel& k, const Frame& in, Frame& out, int bits, int first_s
     for (int r = 0; r < ol.size.height; ++r) {
         if (r > 0) {
             const int start = tables[0].first[size_t(r)];
-            if (start > last) top = std::min(top + start - last, std::max(top, il.size.height - window));
+            if (start > last)
+                top = std::min(top + start - last, std::max(top, il.size.height - window));
             last = start;
         }
         for (int p = 0; p < il.plane_count; ++p) {
@@ -187,7 +190,8 @@ inline void passY(IKernel& k, const Frame& in, Frame& out, int bits, int first_s
                 int64_t acc = 0;
                 for (int j = 0; j < t.taps; ++j) {
                     const int lr = top + j;
-                    acc += int64_t(*at(in, p, imask ? lr / 2 : lr, x)) * t.rows[size_t(prow)][size_t(j)];
+                    acc += int64_t(*at(in, p, imask ? lr / 2 : lr, x)) *
+                           t.rows[size_t(prow)][size_t(j)];
                 }
                 acc = int32_t(uint32_t(uint64_t(acc)));
                 *at(out, p, prow, x) = uint8_t(std::clamp<int64_t>(acc / unit, 0, 255));

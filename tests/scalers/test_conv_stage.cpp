@@ -37,11 +37,10 @@ const NamedKernel kKernels[] = {
     {"lopsided", [] { return std::make_unique<Lopsided>(); }},
 };
 
-const FrameFormat kServed[] = {ZQ_FRAME_GRAY8, ZQ_FRAME_BGR24, ZQ_FRAME_I420,
-                               ZQ_FRAME_YV12,  ZQ_FRAME_NV12,  ZQ_FRAME_NV21,
-                               ZQ_FRAME_YV16,  ZQ_FRAME_NV16,  ZQ_FRAME_YUV24,
-                               ZQ_FRAME_YUV444_PLANAR, ZQ_FRAME_8U_C2, ZQ_FRAME_8U_C3,
-                               ZQ_FRAME_8U_C4};
+const FrameFormat kServed[] = {
+    ZQ_FRAME_GRAY8, ZQ_FRAME_BGR24, ZQ_FRAME_I420, ZQ_FRAME_YV12,  ZQ_FRAME_NV12,
+    ZQ_FRAME_NV21,  ZQ_FRAME_YV16,  ZQ_FRAME_NV16, ZQ_FRAME_YUV24, ZQ_FRAME_YUV444_PLANAR,
+    ZQ_FRAME_8U_C2, ZQ_FRAME_8U_C3, ZQ_FRAME_8U_C4};
 
 int bitsOf(ScalerPrecision p) {
     return p == ZQ_SCALER_FIXED_POINT_8S ? 8 : 16;
@@ -119,8 +118,8 @@ void checkInto(IRowProducer& stage, const Frame& want) {
 
 TEST(ScalerConvolutional, MatchesTheReference) {
     const std::pair<Size, Size> sizes[] = {
-        {{37, 23}, {17, 11}}, {{1, 1}, {1, 1}},  {{9, 7}, {9, 3}},  {{62, 40}, {2, 5}},
-        {{5, 2}, {2, 1}},     {{11, 13}, {4, 13}}, {{6, 9}, {5, 2}},  {{40, 12}, {30, 12}}};
+        {{37, 23}, {17, 11}}, {{1, 1}, {1, 1}},    {{9, 7}, {9, 3}}, {{62, 40}, {2, 5}},
+        {{5, 2}, {2, 1}},     {{11, 13}, {4, 13}}, {{6, 9}, {5, 2}}, {{40, 12}, {30, 12}}};
     int checked = 0, refused = 0;
     for (const NamedKernel& nk : kKernels)
         for (ScalerPrecision prec : {ZQ_SCALER_FIXED_POINT_8S, ZQ_SCALER_FIXED_POINT_16S})
@@ -197,8 +196,8 @@ TEST(ScalerConvolutional, ReuseKeepsTablesAndTheLastFirstRow) {
     const int calls = kernel.calls;
     Frame first;
     produceFrame(stage, first);
-    EXPECT_TRUE(zqtest::samePixels(first, expected(kernel, src, to, ZQ_SCALER_FIXED_POINT_16S,
-                                                   false).frame));
+    EXPECT_TRUE(zqtest::samePixels(
+        first, expected(kernel, src, to, ZQ_SCALER_FIXED_POINT_16S, false).frame));
     kernel.calls = 0;
     stage.reuse(kernel, src, to, ZQ_SCALER_FIXED_POINT_8S);  // the other pair builds its own
     EXPECT_GT(kernel.calls, 0);
@@ -210,7 +209,8 @@ TEST(ScalerConvolutional, ReuseKeepsTablesAndTheLastFirstRow) {
     // The model of the second run: the last run's final first row counts as the one before.
     Frame mid;
     mid.reuse(ZQ_FRAME_I420, Size(12, 40));
-    convref::passX(kernel, src.layout(), [&](int p, int y) { return at(src, p, y); }, mid, 16);
+    convref::passX(
+        kernel, src.layout(), [&](int p, int y) { return at(src, p, y); }, mid, 16);
     Frame want;
     want.reuse(ZQ_FRAME_I420, to);
     const int last = convref::table(kernel, 40, 14, 16).first.back();
@@ -254,7 +254,9 @@ TEST(ScalerConvolutional, Failures) {
          [&](auto& s) { s.reuse(box, ref::make(ZQ_FRAME_GRAY8, Size(66, 3), 1), Size(2, 3), P8); },
          ZQ_STATUS_OUT_OF_RANGE, "Failure in ScaleData::reuse(...), scale factor is out of range."},
         {"8193 at 16 bits",
-         [&](auto& s) { s.reuse(box, ref::make(ZQ_FRAME_GRAY8, Size(8193, 1), 1), Size(2, 1), P16); },
+         [&](auto& s) {
+             s.reuse(box, ref::make(ZQ_FRAME_GRAY8, Size(8193, 1), 1), Size(2, 1), P16);
+         },
          ZQ_STATUS_OUT_OF_RANGE,
          "Failure in ScaleData::reuse(...), parameter 'src_size' is out of range."},
         {"65 taps at 8 bits", [&](auto& s) { s.reuse(lanczos, gray, Size(3, 40), P8); },
@@ -264,7 +266,9 @@ TEST(ScalerConvolutional, Failures) {
         {"fewer rows than taps", [&](auto& s) { s.reuse(lanczos, gray, Size(40, 4), P16); },
          ZQ_STATUS_OUT_OF_RANGE, "Parameter 'window_size' is out of range."},
         {"reads past the guard",
-         [&](auto& s) { s.reuse(lanczos, ref::make(ZQ_FRAME_8U_C4, Size(100, 1), 1), Size(1, 1), P16); },
+         [&](auto& s) {
+             s.reuse(lanczos, ref::make(ZQ_FRAME_8U_C4, Size(100, 1), 1), Size(1, 1), P16);
+         },
          ZQ_STATUS_OUT_OF_RANGE,
          "Failure in ScaleX::reuse(...) : the kernel would read 2000 bytes past a row of plane 0, "
          "more than 1024."},
@@ -283,17 +287,19 @@ TEST(ScalerConvolutional, Failures) {
     RowData row;
     EXPECT_TRUE(throwsExactly([&] { fresh.layout(); }, ZQ_STATUS_NOT_INITIALIZED,
                               "instance not initialized"));
-    EXPECT_TRUE(throwsExactly([&] { fresh.produce(row); }, ZQ_STATUS_NOT_INITIALIZED,
-                              "Failure in ScalerConvolutional::produce(...) : instance not initialized"));
-    EXPECT_TRUE(throwsExactly([&] { fresh.next(); }, ZQ_STATUS_NOT_INITIALIZED,
-                              "Failure in ScalerConvolutional::next(...) : instance not initialized"));
+    EXPECT_TRUE(
+        throwsExactly([&] { fresh.produce(row); }, ZQ_STATUS_NOT_INITIALIZED,
+                      "Failure in ScalerConvolutional::produce(...) : instance not initialized"));
+    EXPECT_TRUE(
+        throwsExactly([&] { fresh.next(); }, ZQ_STATUS_NOT_INITIALIZED,
+                      "Failure in ScalerConvolutional::next(...) : instance not initialized"));
 
     // Formats: accepted by reuse, refused at the first row by the pass that does not serve them.
     const std::string y_text = "Failure in ScaleY::produce(...) : unsupported frame format.";
     const std::string x_text = "Failure in ScaleX::produce(...) : unsupported format.";
     const std::pair<FrameFormat, std::string> formats[] = {
-        {ZQ_FRAME_16U_C1, y_text}, {ZQ_FRAME_32U_C1, y_text}, {ZQ_FRAME_RGB24, y_text},
-        {ZQ_FRAME_BGR24_PLANAR, y_text}, {ZQ_FRAME_YUYV, x_text}, {ZQ_FRAME_UYVY, x_text}};
+        {ZQ_FRAME_16U_C1, y_text},       {ZQ_FRAME_32U_C1, y_text}, {ZQ_FRAME_RGB24, y_text},
+        {ZQ_FRAME_BGR24_PLANAR, y_text}, {ZQ_FRAME_YUYV, x_text},   {ZQ_FRAME_UYVY, x_text}};
     for (const auto& [f, text] : formats) {
         SCOPED_TRACE(toString(f));
         const Frame src = ref::make(f, Size(12, 8), 3);

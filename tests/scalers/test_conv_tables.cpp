@@ -93,8 +93,9 @@ TEST(ConvTables, MatchTheReference) {
     examples::TriangleKernel tent;
     SlackBox box;
     IKernel* kernels[] = {&lanczos, &gauss, &tent, &box};
-    const std::pair<int, int> sizes[] = {{1, 1},   {2, 1},    {7, 3},     {16, 16},  {100, 33},
-                                         {97, 96}, {640, 17}, {8192, 4000}, {45, 44}, {17, 16}, {40, 30}};
+    const std::pair<int, int> sizes[] = {{1, 1},    {2, 1},   {7, 3},    {16, 16},
+                                         {100, 33}, {97, 96}, {640, 17}, {8192, 4000},
+                                         {45, 44},  {17, 16}, {40, 30}};
     for (IKernel* k : kernels)
         for (auto [src, dst] : sizes) {
             SCOPED_TRACE(::testing::Message() << src << "->" << dst);
@@ -105,9 +106,9 @@ TEST(ConvTables, MatchTheReference) {
             EXPECT_LE(d16._builder._inner_count, 16);
             for (int i = 0; i < dst; ++i) {
                 ASSERT_EQ(d16._positions[size_t(i)].src_index, t.first[size_t(i)]) << i;
-                ASSERT_EQ(rowOf(d16, i, t.taps),
-                          std::vector<int>(t.rows[size_t(i)].begin(),
-                                           t.rows[size_t(i)].begin() + t.taps))
+                ASSERT_EQ(
+                    rowOf(d16, i, t.taps),
+                    std::vector<int>(t.rows[size_t(i)].begin(), t.rows[size_t(i)].begin() + t.taps))
                     << i;
             }
         }
@@ -122,9 +123,7 @@ TEST(ConvTables, Failures) {
         float width() override { return 2.0f; }
     } zero;
     struct Throws : IKernel {
-        void setScale(float) override {
-            ZQ_THROW(ZQ_STATUS_INVALID_STATE, "kernel says no");
-        }
+        void setScale(float) override { ZQ_THROW(ZQ_STATUS_INVALID_STATE, "kernel says no"); }
         float weight(float) override { return 0.0f; }
         float width() override { return 1.0f; }
     } throws;
@@ -181,8 +180,8 @@ TEST(ConvPassX, WideSamplesMatchTheReference) {
             Frame got, want;
             produceFrame(pass, got);
             want.reuse(f, Size(dst, 3));
-            convref::passX(lanczos, src.layout(), [&](int p, int y) { return at(src, p, y); },
-                           want, 16);
+            convref::passX(
+                lanczos, src.layout(), [&](int p, int y) { return at(src, p, y); }, want, 16);
             EXPECT_TRUE(zqtest::samePixels(got, want));
         }
     // One tap of 16384: 100 stays, 2^17 + 5 gives a negative 32-bit product (0), 2^20 wraps to 0.

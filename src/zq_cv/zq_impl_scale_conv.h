@@ -9,6 +9,19 @@
 
 namespace zq::impl {
 
+/// The rows of one plane's table laid out for the 8-bit kernels: per position
+/// a start and `taps` 16-bit weights, `taps` being the table's aperture
+/// rounded up to a multiple of 8 (0: no plan), and the positions that read
+/// past the row and must run the table's own loop.
+struct RowPlan {
+    std::vector<int32_t> starts;
+    std::vector<int16_t> weights;
+    std::vector<int32_t> exact;
+    int32_t taps = 0;
+    int32_t width = -1;
+    uint32_t serial = 0;
+};
+
 /// Convolves each row along its width. Reads one source row at a time.
 template <typename T>
 class ScaleX : public IRowProducer {
@@ -37,6 +50,10 @@ public:
 private:
     void _reuseScaleData(IKernel* p_kernel, const FrameLayout& src_layout, int dst_width);
     void _checkReach(const FrameLayout& src_layout);
+    void _planRows(const FrameLayout& src_layout);
+
+    RowPlan _plans[4];
+    uint32_t _build_serial = 1;
 };
 
 /// Combines a run of rows into each output row, one linear sweep per tap.

@@ -35,26 +35,65 @@ inline void storeSample(unsigned char* row, int64_t i, S v) {
 // behaviour. The sum is divided by the weight unit with truncation toward
 // zero and clamped; there is no rounding term.
 
+// One position of an 8-bit row, exactly as the table reads it.
 template <typename T, int C>
-void scaleRowX8(const ScaleData<T>& data, const unsigned char* src, unsigned char* dst) {
+inline void positionX8(const ScaleData<T>& data, int i, const unsigned char* src,
+                       unsigned char* dst) {
     constexpr int32_t unit = WeightTraits<T>::kUnit;
     const int taps = data._aperture;
-    const KernelPosition* positions = data._positions.data();
-    for (int i = 0; i < data._dst_size; ++i) {
-        const T* w = data._builder.row(positions[i].kernel_index);
-        const unsigned char* s = src + size_t(positions[i].src_index) * C;
-        uint32_t acc[C] = {};
-        for (int k = 0; k < taps; ++k) {
-            const uint32_t wk = uint32_t(int32_t(w[k]));
-            for (int c = 0; c < C; ++c) acc[c] += uint32_t(s[k * C + c]) * wk;
-        }
-        for (int c = 0; c < C; ++c)
-            dst[i * C + c] = uint8_t(std::clamp(int32_t(acc[c]) / unit, int32_t(0), int32_t(255)));
+    const KernelPosition position = data._positions[size_t(i)];
+    const T* w = data._builder.row(position.kernel_index);
+    const unsigned char* s = src + size_t(position.src_index) * C;
+    uint32_t acc[C] = {};
+    for (int k = 0; k < taps; ++k) {
+        const uint32_t wk = uint32_t(int32_t(w[k]));
+        for (int c = 0; c < C; ++c) acc[c] += uint32_t(s[k * C + c]) * wk;
     }
+    for (int c = 0; c < C; ++c)
+        dst[i * C + c] = uint8_t(std::clamp(int32_t(acc[c]) / unit, int32_t(0), int32_t(255)));
+}
+
+// The same sums over the plan's padded rows: positions whose taps all lie
+// inside the row run a multiple of 8 taps from a start moved left where the
+// padding would leave the row, with zero weights on the added taps. Adding
+// zero products changes no sum, and with at most 256 taps of 16-bit weights
+// (255 * 32768 * 256 < 2^31) the signed 32-bit sum cannot overflow, so the
+// bits are those of the table's own loop. Other positions take that loop.
+// The same sums over the plan's padded rows: a multiple of 8 taps from a
+// start moved left where the padding would leave the row, with zero weights
+// on the added taps. Adding zero products changes no sum, and with at most
+// 256 taps of 16-bit weights (255 * 32768 * 256 < 2^31) the signed 32-bit sum
+// cannot overflow, so the bits are those of the table's own loop. Positions
+// whose taps leave the row (they read past its end) are then done again by
+// the table's own loop.
+template <typename T, int C>
+void scaleRowX8(const ScaleData<T>& data, const RowPlan& plan, const unsigned char* src,
+                unsigned char* dst) {
+    constexpr int32_t unit = WeightTraits<T>::kUnit;
+    const int n = data._dst_size;
+    if (plan.taps == 0) {
+        for (int i = 0; i < n; ++i) positionX8<T, C>(data, i, src, dst);
+        return;
+    }
+    const int taps = plan.taps;
+    const int32_t* starts = plan.starts.data();
+    const int16_t* weights = plan.weights.data();
+    for (int i = 0; i < n; ++i) {
+        const unsigned char* s = src + size_t(starts[i]) * C;
+        const int16_t* w = weights + size_t(i) * size_t(taps);
+        int32_t acc[C] = {};
+        for (int k = 0; k < taps; k += 8)
+            for (int j = k; j < k + 8; ++j)
+                for (int c = 0; c < C; ++c) acc[c] += int32_t(s[j * C + c]) * int32_t(w[j]);
+        for (int c = 0; c < C; ++c)
+            dst[i * C + c] = uint8_t(std::clamp(acc[c] / unit, int32_t(0), int32_t(255)));
+    }
+    for (int32_t i : plan.exact) positionX8<T, C>(data, i, src, dst);
 }
 
 template <typename T>
-void scaleRowX16C1(const ScaleData<T>& data, const unsigned char* src, unsigned char* dst) {
+void scaleRowX16C1(const ScaleData<T>& data, const RowPlan&, const unsigned char* src,
+                   unsigned char* dst) {
     constexpr int32_t unit = WeightTraits<T>::kUnit;
     const int taps = data._aperture;
     for (int i = 0; i < data._dst_size; ++i) {
@@ -73,7 +112,8 @@ void scaleRowX16C1(const ScaleData<T>& data, const unsigned char* src, unsigned 
 // as a signed 32-bit value: large samples go wrong rather than being carried
 // by the wider sum.
 template <typename T>
-void scaleRowX32C1(const ScaleData<T>& data, const unsigned char* src, unsigned char* dst) {
+void scaleRowX32C1(const ScaleData<T>& data, const RowPlan&, const unsigned char* src,
+                   unsigned char* dst) {
     constexpr int64_t unit = WeightTraits<T>::kUnit;
     const int taps = data._aperture;
     for (int i = 0; i < data._dst_size; ++i) {
@@ -89,7 +129,7 @@ void scaleRowX32C1(const ScaleData<T>& data, const unsigned char* src, unsigned 
 }
 
 template <typename T>
-using RowFn = void (*)(const ScaleData<T>&, const unsigned char*, unsigned char*);
+using RowFn = void (*)(const ScaleData<T>&, const RowPlan&, const unsigned char*, unsigned char*);
 
 // Row kernel of each plane of a format, null where the plane has none; false
 // for a format this pass does not serve.
@@ -157,6 +197,7 @@ void ScaleX<T>::_reuseScaleData(IKernel* p_kernel, const FrameLayout& src_layout
     if (src_layout.plane_count == 0)
         ZQ_THROW(ZQ_STATUS_NOT_INITIALIZED,
                  "Failure in ScaleX::reuse(...) : source frame is not initialized.");
+    ++_build_serial;
     try {
         for (int p = 0; p < src_layout.plane_count; ++p)
             _scale_data[p].reuse(p_kernel, src_layout.planes[p].width, _dst_layout.planes[p].width);
@@ -190,10 +231,46 @@ void ScaleX<T>::_checkReach(const FrameLayout& src_layout) {
     }
 }
 
+// Padded rows for the 8-bit kernels, rebuilt with the tables or when the
+// source width changes (which decides the positions that stay inside a row).
+template <typename T>
+void ScaleX<T>::_planRows(const FrameLayout& src_layout) {
+    for (int p = 0; p < src_layout.plane_count; ++p) {
+        RowPlan& plan = _plans[p];
+        const ScaleData<T>& data = _scale_data[p];
+        const int32_t width = src_layout.planes[p].width;
+        if (plan.serial == _build_serial && plan.width == width) continue;
+        plan.serial = _build_serial;
+        plan.width = width;
+        const int32_t taps = (data._aperture + 7) & ~7;
+        plan.taps = src_layout.planes[p].bits_per_channel == 8 && taps <= 256 ? taps : 0;
+        if (plan.taps == 0) continue;
+        // A row narrower than the padded taps keeps the table's own loop.
+        if (width < taps) plan.taps = 0;
+        if (plan.taps == 0) continue;
+        plan.starts.assign(size_t(data._dst_size), 0);
+        plan.weights.assign(size_t(data._dst_size) * size_t(taps), 0);
+        plan.exact.clear();
+        for (int i = 0; i < data._dst_size; ++i) {
+            const int32_t first = data._positions[size_t(i)].src_index;
+            if (first + data._aperture > width) {
+                plan.exact.push_back(i);
+                continue;
+            }
+            const int32_t start = std::min(first, width - taps);
+            plan.starts[size_t(i)] = start;
+            const T* w = data.weights(i);
+            for (int k = 0; k < data._aperture; ++k)
+                plan.weights[size_t(i) * size_t(taps) + size_t(first - start + k)] = int16_t(w[k]);
+        }
+    }
+}
+
 template <typename T>
 void ScaleX<T>::reuse(IKernel* p_kernel, const Frame& src_frame, int dst_width) {
     _reuseScaleData(p_kernel, src_frame.layout(), dst_width);
     _checkReach(src_frame.layout());
+    _planRows(src_frame.layout());
     try {
         _window.reuse(src_frame, 1);
     } catch (Exception& e) {
@@ -206,6 +283,7 @@ void ScaleX<T>::reuse(IKernel* p_kernel, IRowProducer& src_producer, int dst_wid
     const FrameLayout src_layout = src_producer.layout();
     _reuseScaleData(p_kernel, src_layout, dst_width);
     _checkReach(src_layout);
+    _planRows(src_layout);
     try {
         _window.reuse(src_producer, 1);
     } catch (Exception& e) {
@@ -228,7 +306,8 @@ void ScaleX<T>::produce(RowData& row_data) {
     if (!any) return;
     const RowData& src = _window.rowData(0);
     for (int p = 0; p < planes; ++p)
-        if (fns[p] && row_data.plane[p]) fns[p](_scale_data[p], src.plane[p], row_data.plane[p]);
+        if (fns[p] && row_data.plane[p])
+            fns[p](_scale_data[p], _plans[p], src.plane[p], row_data.plane[p]);
 }
 
 template <typename T>

@@ -11,8 +11,8 @@ namespace zq::impl {
 
 /// The rows of one plane's table laid out for the 8-bit kernels: per position
 /// a start and `taps` 16-bit weights, `taps` being the table's aperture
-/// rounded up to a multiple of 8 (0: no plan), and the positions that read
-/// past the row and must run the table's own loop.
+/// rounded up to a multiple of 8 (of 4 for interleaved channels; 0: no plan),
+/// and the positions that read past the row and must run the table's own loop.
 struct RowPlan {
     std::vector<int32_t> starts;
     std::vector<int16_t> weights;

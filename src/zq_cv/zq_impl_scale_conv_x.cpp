@@ -59,7 +59,13 @@ inline void positionX8(const ScaleData<T>& data, int i, const unsigned char* src
 // zero products changes no sum, and with at most 256 taps of 16-bit weights
 // (255 * 32768 * 256 < 2^31) the signed 32-bit sum cannot overflow, so the
 // bits are those of the table's own loop. Other positions take that loop.
-// The same sums over the plan's padded rows: a multiple of 8 taps from a
+// Taps of a padded row come in multiples of 8 for one channel, of 4 for
+// interleaved ones (what the compiler vectorises best for each).
+constexpr int grainOf(int channels) {
+    return channels == 1 ? 8 : 4;
+}
+
+// The same sums over the plan's padded rows: a multiple of 8 (or 4) taps from a
 // start moved left where the padding would leave the row, with zero weights
 // on the added taps. Adding zero products changes no sum, and with at most
 // 256 taps of 16-bit weights (255 * 32768 * 256 < 2^31) the signed 32-bit sum
@@ -75,6 +81,7 @@ void scaleRowX8(const ScaleData<T>& data, const RowPlan& plan, const unsigned ch
         for (int i = 0; i < n; ++i) positionX8<T, C>(data, i, src, dst);
         return;
     }
+    constexpr int kGrain = grainOf(C);
     const int taps = plan.taps;
     const int32_t* starts = plan.starts.data();
     const int16_t* weights = plan.weights.data();
@@ -82,8 +89,8 @@ void scaleRowX8(const ScaleData<T>& data, const RowPlan& plan, const unsigned ch
         const unsigned char* s = src + size_t(starts[i]) * C;
         const int16_t* w = weights + size_t(i) * size_t(taps);
         int32_t acc[C] = {};
-        for (int k = 0; k < taps; k += 8)
-            for (int j = k; j < k + 8; ++j)
+        for (int k = 0; k < taps; k += kGrain)
+            for (int j = k; j < k + kGrain; ++j)
                 for (int c = 0; c < C; ++c) acc[c] += int32_t(s[j * C + c]) * int32_t(w[j]);
         for (int c = 0; c < C; ++c)
             dst[i * C + c] = uint8_t(std::clamp(acc[c] / unit, int32_t(0), int32_t(255)));
@@ -242,7 +249,8 @@ void ScaleX<T>::_planRows(const FrameLayout& src_layout) {
         if (plan.serial == _build_serial && plan.width == width) continue;
         plan.serial = _build_serial;
         plan.width = width;
-        const int32_t taps = (data._aperture + 7) & ~7;
+        const int32_t grain = grainOf(src_layout.planes[p].channels);
+        const int32_t taps = (data._aperture + grain - 1) / grain * grain;
         plan.taps = src_layout.planes[p].bits_per_channel == 8 && taps <= 256 ? taps : 0;
         if (plan.taps == 0) continue;
         // A row narrower than the padded taps keeps the table's own loop.

@@ -98,40 +98,40 @@ void scaleRowX8(const ScaleData<T>& data, const RowPlan& plan, const unsigned ch
     for (int32_t i : plan.exact) positionX8<T, C>(data, i, src, dst);
 }
 
-template <typename T>
-void scaleRowX16C1(const ScaleData<T>& data, const RowPlan&, const unsigned char* src,
-                   unsigned char* dst) {
-    constexpr int32_t unit = WeightTraits<T>::kUnit;
-    const int taps = data._aperture;
-    for (int i = 0; i < data._dst_size; ++i) {
-        const KernelPosition position = data._positions[size_t(i)];
-        const T* w = data._builder.row(position.kernel_index);
-        uint32_t acc = 0;
-        for (int k = 0; k < taps; ++k)
-            acc += uint32_t(loadSample<uint16_t>(src, position.src_index + k)) *
-                   uint32_t(int32_t(w[k]));
-        storeSample<uint16_t>(
-            dst, i, uint16_t(std::clamp(int32_t(acc) / unit, int32_t(0), int32_t(65535))));
-    }
-}
+// Rows of 16-bit and 32-bit samples, one channel. 16-bit: products and sum
+// in 32 bits, wrapping (uint32_t, read back as signed). 32-bit: each product
+// is formed in 32 bits, wraps there, and enters the 64-bit sum as a signed
+// 32-bit value, so that large samples go wrong rather than being carried by
+// the wider sum; the division is a signed one on the 64-bit sum.
+struct Samples16 {
+    using Sample = uint16_t;
+    using Acc = uint32_t;
+    static constexpr int64_t kMax = 65535;
+    static Acc product(Sample s, uint32_t w) { return uint32_t(s) * w; }
+    static int64_t value(Acc acc) { return int32_t(acc); }
+};
+struct Samples32 {
+    using Sample = uint32_t;
+    using Acc = int64_t;
+    static constexpr int64_t kMax = 0xFFFFFFFF;
+    static Acc product(Sample s, uint32_t w) { return int32_t(s * w); }
+    static int64_t value(Acc acc) { return acc; }
+};
 
-// Each product is formed in 32 bits, wraps there, and enters the 64-bit sum
-// as a signed 32-bit value: large samples go wrong rather than being carried
-// by the wider sum.
-template <typename T>
-void scaleRowX32C1(const ScaleData<T>& data, const RowPlan&, const unsigned char* src,
+template <typename T, class K>
+void scaleRowXWide(const ScaleData<T>& data, const RowPlan&, const unsigned char* src,
                    unsigned char* dst) {
     constexpr int64_t unit = WeightTraits<T>::kUnit;
     const int taps = data._aperture;
     for (int i = 0; i < data._dst_size; ++i) {
         const KernelPosition position = data._positions[size_t(i)];
         const T* w = data._builder.row(position.kernel_index);
-        int64_t acc = 0;
+        typename K::Acc acc = 0;
         for (int k = 0; k < taps; ++k)
-            acc += int32_t(loadSample<uint32_t>(src, position.src_index + k) *
-                           uint32_t(int32_t(w[k])));
-        storeSample<uint32_t>(dst, i,
-                              uint32_t(std::clamp(acc / unit, int64_t(0), int64_t(0xFFFFFFFF))));
+            acc += K::product(loadSample<typename K::Sample>(src, position.src_index + k),
+                              uint32_t(int32_t(w[k])));
+        storeSample<typename K::Sample>(
+            dst, i, typename K::Sample(std::clamp(K::value(acc) / unit, int64_t(0), K::kMax)));
     }
 }
 
@@ -173,10 +173,10 @@ bool kernelsOf(FrameFormat format, RowFn<T> (&fns)[3]) {
             fns[0] = c4;
             return true;
         case ZQ_FRAME_16U_C1:
-            fns[0] = scaleRowX16C1<T>;
+            fns[0] = scaleRowXWide<T, Samples16>;
             return true;
         case ZQ_FRAME_32U_C1:
-            fns[0] = scaleRowX32C1<T>;
+            fns[0] = scaleRowXWide<T, Samples32>;
             return true;
         default:
             return false;

@@ -173,8 +173,10 @@ public:
     /// scaler reads nothing before a row and at most one pixel (4 bytes) past
     /// a row while each source plane is at least as wide as the kernel's taps;
     /// on a narrower plane it reads up to (taps - plane width) pixels past the
-    /// row, and it refuses at reuse a source that would need more than 1024
-    /// bytes: leave 1024 bytes after the last row for any kernel. For
+    /// row, and on a source narrower than the one its tables were built for
+    /// (they are kept while only the source width changes) up to the old width
+    /// plus one pixel. reuse() refuses any source that would need more than
+    /// 1024 bytes: leave 1024 bytes after the last row for any kernel. For
     /// ZQ_FRAME_YUYV and ZQ_FRAME_UYVY frames that a scaler writes to, each
     /// stride must hold 4 bytes per pixel.
     ///

@@ -52,9 +52,13 @@ ZQ_CV_API int maxAperture<short>();
 /// The row path allocates nothing; reuse() with the same kernel object,
 /// sizes, format and precision rebuilds no table.
 ///
-/// Reads past rows: the horizontal pass reads up to (taps - 1) samples past
-/// the end of a source row, never before its start; a configuration that
-/// would read more than 1024 bytes past a row is refused by reuse().
+/// Reads past rows: the horizontal pass never reads before a source row and
+/// at most one pixel past its end while the source plane is at least as wide
+/// as the kernel's taps (see the wrapping Frame constructor for the rest); a
+/// configuration that would read more than 1024 bytes past a row is refused
+/// by reuse() with ZQ_STATUS_OUT_OF_RANGE. Tables are kept when only the
+/// source width changes, as are the vertical pass's tables and layout when
+/// only the width changes.
 class ZQ_CV_API ScalerConvolutional : public IRowProducer {
 public:
     ScalerConvolutional();

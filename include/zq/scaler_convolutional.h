@@ -56,9 +56,14 @@ ZQ_CV_API int maxAperture<short>();
 /// at most one pixel past its end while the source plane is at least as wide
 /// as the kernel's taps (see the wrapping Frame constructor for the rest); a
 /// configuration that would read more than 1024 bytes past a row is refused
-/// by reuse() with ZQ_STATUS_OUT_OF_RANGE. Tables are kept when only the
-/// source width changes, as are the vertical pass's tables and layout when
-/// only the width changes.
+/// by reuse() with ZQ_STATUS_OUT_OF_RANGE.
+///
+/// What reuse() keeps: the horizontal tables while the kernel object, the
+/// format and the destination width stay (a source of another width keeps
+/// them), the vertical tables and the output layout while the kernel object,
+/// the format and both heights stay. A reuse() that changes only the
+/// destination width therefore keeps the earlier output width in layout(),
+/// filled from the left of the new rows; use a new object for that.
 class ZQ_CV_API ScalerConvolutional : public IRowProducer {
 public:
     ScalerConvolutional();

@@ -349,3 +349,29 @@ TEST(ScalerConvolutional, SameBytesOnEveryTarget) {
 }
 
 }  // namespace
+
+namespace {
+
+// The vertical pass rebuilds on heights only: a new destination width alone keeps the earlier
+// output width, filled from the left of the new rows.
+TEST(ScalerConvolutional, NewWidthAloneKeepsTheEarlierLayout) {
+    examples::TriangleKernel tent;
+    const Frame src = ref::make(ZQ_FRAME_GRAY8, Size(40, 30), 8);
+    for (int second : {30, 10}) {
+        SCOPED_TRACE(second);
+        ScalerConvolutional stage, fresh;
+        stage.reuse(tent, src, Size(20, 10), ZQ_SCALER_FIXED_POINT_16S);
+        stage.reuse(tent, src, Size(second, 10), ZQ_SCALER_FIXED_POINT_16S);
+        EXPECT_EQ(stage.layout().size, Size(20, 10));
+        fresh.reuse(tent, src, Size(second, 10), ZQ_SCALER_FIXED_POINT_16S);
+        Frame got = ref::make(ZQ_FRAME_GRAY8, Size(20, 10), 0), want;
+        produceFrame(stage, got);
+        produceFrame(fresh, want);
+        for (int y = 0; y < 10; ++y)
+            for (int x = 0; x < 20; ++x)
+                ASSERT_EQ(*at(got, 0, y, x), x < second ? *at(want, 0, y, x) : 0xA5)
+                    << y << " " << x;
+    }
+}
+
+}  // namespace

@@ -54,6 +54,7 @@ private:
 
     RowPlan _plans[4];
     uint32_t _build_serial = 1;
+    bool _ready = false;  // the last reuse completed
 };
 
 /// Combines a run of rows into each output row, one linear sweep per tap.

@@ -276,6 +276,7 @@ void ScaleX<T>::_planRows(const FrameLayout& src_layout) {
 
 template <typename T>
 void ScaleX<T>::reuse(IKernel* p_kernel, const Frame& src_frame, int dst_width) {
+    _ready = false;
     _reuseScaleData(p_kernel, src_frame.layout(), dst_width);
     _checkReach(src_frame.layout());
     _planRows(src_frame.layout());
@@ -284,11 +285,13 @@ void ScaleX<T>::reuse(IKernel* p_kernel, const Frame& src_frame, int dst_width) 
     } catch (Exception& e) {
         ZQ_RETHROW(e, "%s");
     }
+    _ready = true;
 }
 
 template <typename T>
 void ScaleX<T>::reuse(IKernel* p_kernel, IRowProducer& src_producer, int dst_width) {
     const FrameLayout src_layout = src_producer.layout();
+    _ready = false;
     _reuseScaleData(p_kernel, src_layout, dst_width);
     _checkReach(src_layout);
     _planRows(src_layout);
@@ -297,6 +300,7 @@ void ScaleX<T>::reuse(IKernel* p_kernel, IRowProducer& src_producer, int dst_wid
     } catch (Exception& e) {
         ZQ_RETHROW(e, "%s");
     }
+    _ready = true;
 }
 
 template <typename T>
@@ -304,6 +308,12 @@ void ScaleX<T>::produce(RowData& row_data) {
     if (!_window.initialized())
         ZQ_THROW(ZQ_STATUS_NOT_INITIALIZED,
                  "Failure in ScaleX::produce(...): the scaler is not initialized.");
+    // After a reuse that failed, the window may still read the previous
+    // source while tables were rebuilt for another: refuse rather than read
+    // outside its rows.
+    if (!_ready)
+        ZQ_THROW(ZQ_STATUS_INVALID_STATE,
+                 "Failure in ScaleX::produce(...) : the last reuse did not complete.");
     RowFn<T> fns[3];
     if (!kernelsOf<T>(_dst_layout.format, fns))
         ZQ_THROW(ZQ_STATUS_UNSUPPORTED_FORMAT,

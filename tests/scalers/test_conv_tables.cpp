@@ -86,37 +86,8 @@ TEST(ConvTables, BuilderStridesAndRows) {
                               "Parameter 'aperture' is out of range."));
 }
 
-// Every table against the model: positions and every weight the passes read.
-TEST(ConvTables, MatchTheReference) {
-    examples::LanczosKernel lanczos;
-    examples::GaussianKernel gauss(0.7f, 3.0f);
-    examples::TriangleKernel tent;
-    SlackBox box;
-    IKernel* kernels[] = {&lanczos, &gauss, &tent, &box};
-    const std::pair<int, int> sizes[] = {{1, 1},    {2, 1},   {7, 3},    {16, 16},
-                                         {100, 33}, {97, 96}, {640, 17}, {8192, 4000},
-                                         {45, 44},  {17, 16}, {40, 30}};
-    for (IKernel* k : kernels)
-        for (auto [src, dst] : sizes) {
-            SCOPED_TRACE(::testing::Message() << src << "->" << dst);
-            impl::ScaleData<short> d16;
-            d16.reuse(k, src, dst);
-            const convref::Table t = convref::table(*k, src, dst, 16);
-            ASSERT_EQ(d16._aperture, t.taps);
-            EXPECT_LE(d16._builder._inner_count, 16);
-            for (int i = 0; i < dst; ++i) {
-                ASSERT_EQ(d16._positions[size_t(i)].src_index, t.first[size_t(i)]) << i;
-                ASSERT_EQ(
-                    rowOf(d16, i, t.taps),
-                    std::vector<int>(t.rows[size_t(i)].begin(), t.rows[size_t(i)].begin() + t.taps))
-                    << i;
-            }
-        }
-}
-
 TEST(ConvTables, Failures) {
     SlackBox box;
-    examples::LanczosKernel lanczos;
     struct Zero : IKernel {
         void setScale(float) override {}
         float weight(float) override { return 0.0f; }
@@ -136,14 +107,7 @@ TEST(ConvTables, Failures) {
         std::string text;
     } cases[] = {
         {&box, 0, 1, true, ZQ_STATUS_OUT_OF_RANGE, data + "parameter 'src_size' is out of range."},
-        {&box, 8193, 1, false, ZQ_STATUS_OUT_OF_RANGE,
-         data + "parameter 'src_size' is out of range."},
-        {&box, 5, 6, false, ZQ_STATUS_OUT_OF_RANGE, data + "parameter 'dst_size' is out of range."},
         {&box, 5, 0, false, ZQ_STATUS_OUT_OF_RANGE, data + "parameter 'dst_size' is out of range."},
-        {&box, 33, 1, true, ZQ_STATUS_OUT_OF_RANGE, data + "scale factor is out of range."},
-        {&lanczos, 11, 1, true, ZQ_STATUS_CAPACITY_EXCEEDED,
-         "Failure in _computeWeights(...): The kernel aperture is greater than "
-         "MAX_FIXED_POINT_APERTURE"},
         {&zero, 8, 8, false, ZQ_STATUS_NULL_POINTER,
          "Failure in computeWeights(...): Kernel has zero weight sum."},
         {&throws, 8, 8, false, ZQ_STATUS_INVALID_STATE, "kernel says no"},

@@ -53,12 +53,6 @@ inline void positionX8(const ScaleData<T>& data, int i, const unsigned char* src
         dst[i * C + c] = uint8_t(std::clamp(int32_t(acc[c]) / unit, int32_t(0), int32_t(255)));
 }
 
-// The same sums over the plan's padded rows: positions whose taps all lie
-// inside the row run a multiple of 8 taps from a start moved left where the
-// padding would leave the row, with zero weights on the added taps. Adding
-// zero products changes no sum, and with at most 256 taps of 16-bit weights
-// (255 * 32768 * 256 < 2^31) the signed 32-bit sum cannot overflow, so the
-// bits are those of the table's own loop. Other positions take that loop.
 // Taps of a padded row come in multiples of 8 for one channel, of 4 for
 // interleaved ones (what the compiler vectorises best for each).
 constexpr int grainOf(int channels) {

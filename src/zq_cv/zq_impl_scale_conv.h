@@ -20,6 +20,23 @@ struct RowPlan {
     int32_t taps = 0;
     int32_t width = -1;
     uint32_t serial = 0;
+
+    /// Phase sweeps for one-channel rows whose table repeats every `period`
+    /// positions and `step` source elements: each run of positions of one
+    /// phase is a linear sweep per tap over `step` deinterleaved streams of
+    /// the row. `step` 0: no sweeps. `rest` lists the positions left to the
+    /// table's own loop.
+    struct Sweep {
+        int32_t phase, m0, count, first, kernel;
+    };
+    int32_t step = 0;
+    int32_t period = 0;
+    std::vector<Sweep> sweeps;
+    std::vector<int32_t> rest;
+    std::vector<unsigned char> streams;  // scratch: `step` streams of `stream_length`
+    int32_t stream_length = 0;
+    std::vector<uint32_t> sums;        // scratch: one run's sums
+    std::vector<unsigned char> bytes;  // scratch: one run's results
 };
 
 /// Convolves each row along its width. Reads one source row at a time.
@@ -51,6 +68,7 @@ private:
     void _reuseScaleData(IKernel* p_kernel, const FrameLayout& src_layout, int dst_width);
     void _checkReach(const FrameLayout& src_layout);
     void _planRows(const FrameLayout& src_layout);
+    void _planSweeps(RowPlan& plan, const ScaleData<T>& data, const PlaneLayout& plane);
 
     RowPlan _plans[4];
     uint32_t _build_serial = 1;

@@ -1,6 +1,7 @@
 #define ZQ_SOURCE_PATH "src/zq_cv/zq_impl_scale_conv_x"
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 
 #include "zq/exception.h"
 #include "zq_impl_scale_conv.h"
@@ -66,11 +67,87 @@ constexpr int grainOf(int channels) {
 // cannot overflow, so the bits are those of the table's own loop. Positions
 // whose taps leave the row (they read past its end) are then done again by
 // the table's own loop.
+// Splits a row into `Step` streams of `length` bytes (the last ones may
+// fall short of the row's end by one element, left as they were).
+template <int Step>
+void deinterleave(const unsigned char* src, int32_t width, unsigned char* out, int32_t length) {
+    const int32_t whole = width / Step;
+    for (int32_t t = 0; t < whole; ++t)
+        for (int j = 0; j < Step; ++j) out[j * length + t] = src[t * Step + j];
+    for (int32_t x = whole * Step; x < width; ++x) out[(x % Step) * length + x / Step] = src[x];
+}
+
+template <typename T>
+void sweepRowX8C1(const ScaleData<T>& data, RowPlan& plan, const unsigned char* src,
+                  unsigned char* dst) {
+    constexpr int32_t unit = WeightTraits<T>::kUnit;
+    const int32_t step = plan.step, width = plan.width;
+    // Stream j holds source elements j, j + step, j + 2 * step, ...; a step of
+    // 1 reads the row itself.
+    const int32_t length = step == 1 ? 0 : plan.stream_length;
+    const unsigned char* streams = src;
+    if (step > 1) {
+        unsigned char* out = plan.streams.data();
+        switch (step) {
+            case 2:
+                deinterleave<2>(src, width, out, length);
+                break;
+            case 3:
+                deinterleave<3>(src, width, out, length);
+                break;
+            case 4:
+                deinterleave<4>(src, width, out, length);
+                break;
+            default:
+                for (int32_t j = 0; j < step; ++j)
+                    for (int32_t t = 0, x = j; x < width; ++t, x += step)
+                        out[j * length + t] = src[x];
+        }
+        streams = out;
+    }
+    uint32_t* acc = plan.sums.data();
+    unsigned char* bytes = plan.bytes.data();
+    const int taps = data._aperture;
+    for (const RowPlan::Sweep& sweep : plan.sweeps) {
+        const T* w = data._builder.row(sweep.kernel);
+        const int32_t count = sweep.count;
+        for (int32_t m = 0; m < count; ++m) acc[m] = 0;
+        auto stream = [&](int k) {
+            const int32_t at = sweep.first + k;
+            return streams + (at % step) * length + at / step;
+        };
+        int k = 0;
+        for (; k + 1 < taps; k += 2) {  // two taps a sweep: half the passes over the sums
+            const unsigned char *s0 = stream(k), *s1 = stream(k + 1);
+            const uint32_t w0 = uint32_t(int32_t(w[k])), w1 = uint32_t(int32_t(w[k + 1]));
+            for (int32_t m = 0; m < count; ++m)
+                acc[m] += uint32_t(s0[m]) * w0 + uint32_t(s1[m]) * w1;
+        }
+        if (k < taps) {
+            const unsigned char* s0 = stream(k);
+            const uint32_t w0 = uint32_t(int32_t(w[k]));
+            for (int32_t m = 0; m < count; ++m) acc[m] += uint32_t(s0[m]) * w0;
+        }
+        unsigned char* out = dst + sweep.phase + sweep.m0 * plan.period;
+        // Results side by side first, where the division and clamp
+        // vectorise, then spread over the run's positions.
+        unsigned char* packed = plan.period == 1 ? out : bytes;
+        for (int32_t m = 0; m < count; ++m)
+            packed[m] = uint8_t(std::clamp(int32_t(acc[m]) / unit, int32_t(0), int32_t(255)));
+        if (plan.period != 1)
+            for (int32_t m = 0; m < count; ++m) out[m * plan.period] = packed[m];
+    }
+    for (int32_t i : plan.rest) positionX8<T, 1>(data, i, src, dst);
+}
+
 template <typename T, int C>
-void scaleRowX8(const ScaleData<T>& data, const RowPlan& plan, const unsigned char* src,
+void scaleRowX8(const ScaleData<T>& data, RowPlan& plan, const unsigned char* src,
                 unsigned char* dst) {
     constexpr int32_t unit = WeightTraits<T>::kUnit;
     const int n = data._dst_size;
+    if constexpr (C == 1) {
+        if (plan.step) return sweepRowX8C1<T>(data, plan, src, dst);
+    }
     if (plan.taps == 0) {
         for (int i = 0; i < n; ++i) positionX8<T, C>(data, i, src, dst);
         return;
@@ -113,7 +190,7 @@ struct Samples32 {
 };
 
 template <typename T, class K>
-void scaleRowXWide(const ScaleData<T>& data, const RowPlan&, const unsigned char* src,
+void scaleRowXWide(const ScaleData<T>& data, RowPlan&, const unsigned char* src,
                    unsigned char* dst) {
     constexpr int64_t unit = WeightTraits<T>::kUnit;
     const int taps = data._aperture;
@@ -130,7 +207,7 @@ void scaleRowXWide(const ScaleData<T>& data, const RowPlan&, const unsigned char
 }
 
 template <typename T>
-using RowFn = void (*)(const ScaleData<T>&, const RowPlan&, const unsigned char*, unsigned char*);
+using RowFn = void (*)(const ScaleData<T>&, RowPlan&, const unsigned char*, unsigned char*);
 
 // Row kernel of each plane of a format, null where the plane has none; false
 // for a format this pass does not serve.
@@ -232,6 +309,57 @@ void ScaleX<T>::_checkReach(const FrameLayout& src_layout) {
     }
 }
 
+// Phase sweeps of a one-channel 8-bit plane: the table of a reduction by
+// step/period in lowest terms repeats every `period` positions with the
+// source `step` elements on, and at most 16 phases keep their rows exact.
+// Runs of positions of one phase with one inner row and that progression,
+// whose taps lie inside the row, become sweeps; the sums are the table's
+// own, formed in another order (uint32_t, modulo 2^32, so the same bits).
+template <typename T>
+void ScaleX<T>::_planSweeps(RowPlan& plan, const ScaleData<T>& data, const PlaneLayout& plane) {
+    plan.step = 0;
+    plan.sweeps.clear();
+    plan.rest.clear();
+    const int32_t n = data._dst_size, width = plane.width, taps = data._aperture;
+    if (plane.channels != 1 || plane.bits_per_channel != 8 || n == 0) return;
+    const int32_t g = std::gcd(data._src_size, n);
+    const int32_t step = data._src_size / g, period = n / g;
+    if (period > 16) return;
+    auto inner = [&](int32_t i) {
+        const KernelPosition& position = data._positions[size_t(i)];
+        return position.kernel_index < 16 && position.src_index + taps <= width;
+    };
+    std::vector<bool> swept(size_t(n), false);
+    for (int32_t r = 0; r < period && r < n; ++r) {
+        for (int32_t m = 0; r + period * m < n;) {
+            const int32_t i0 = r + period * m;
+            if (!inner(i0)) {
+                ++m;
+                continue;
+            }
+            const KernelPosition head = data._positions[size_t(i0)];
+            int32_t count = 1;
+            for (int32_t i = i0 + period; i < n; i += period, ++count) {
+                const KernelPosition& position = data._positions[size_t(i)];
+                if (!inner(i) || position.kernel_index != head.kernel_index ||
+                    position.src_index != head.src_index + step * count)
+                    break;
+            }
+            plan.sweeps.push_back({r, m, count, head.src_index, head.kernel_index});
+            for (int32_t c = 0; c < count; ++c) swept[size_t(i0 + period * c)] = true;
+            m += count;
+        }
+    }
+    for (int32_t i = 0; i < n; ++i)
+        if (!swept[size_t(i)]) plan.rest.push_back(i);
+    plan.step = step;
+    plan.period = period;
+    plan.stream_length = (width + step - 1) / step;
+    plan.streams.assign(size_t(step) * size_t(plan.stream_length), 0);
+    plan.sums.assign(size_t(n), 0);
+    plan.bytes.assign(size_t(n), 0);
+}
+
 // Padded rows for the 8-bit kernels, rebuilt with the tables or when the
 // source width changes (which decides the positions that stay inside a row).
 template <typename T>
@@ -243,6 +371,7 @@ void ScaleX<T>::_planRows(const FrameLayout& src_layout) {
         if (plan.serial == _build_serial && plan.width == width) continue;
         plan.serial = _build_serial;
         plan.width = width;
+        _planSweeps(plan, data, src_layout.planes[p]);
         const int32_t grain = grainOf(src_layout.planes[p].channels);
         const int32_t taps = (data._aperture + grain - 1) / grain * grain;
         plan.taps = src_layout.planes[p].bits_per_channel == 8 && taps <= 256 ? taps : 0;

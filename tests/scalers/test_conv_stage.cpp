@@ -119,7 +119,8 @@ void checkInto(IRowProducer& stage, const Frame& want) {
 TEST(ScalerConvolutional, MatchesTheReference) {
     const std::pair<Size, Size> sizes[] = {
         {{37, 23}, {17, 11}}, {{1, 1}, {1, 1}},    {{9, 7}, {9, 3}}, {{62, 40}, {2, 5}},
-        {{5, 2}, {2, 1}},     {{11, 13}, {4, 13}}, {{6, 9}, {5, 2}}, {{40, 12}, {30, 12}}};
+        {{5, 2}, {2, 1}},     {{11, 13}, {4, 13}}, {{6, 9}, {5, 2}}, {{40, 12}, {30, 12}},
+        {{30, 12}, {20, 6}},  {{26, 9}, {13, 9}}};
     int checked = 0, refused = 0;
     for (const NamedKernel& nk : kKernels)
         for (ScalerPrecision prec : {ZQ_SCALER_FIXED_POINT_8S, ZQ_SCALER_FIXED_POINT_16S})

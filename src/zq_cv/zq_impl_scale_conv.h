@@ -65,6 +65,8 @@ public:
     ScaleData<T> _scale_data[4];
 
 private:
+    template <class Source>
+    void _reuse(IKernel* p_kernel, Source& source, const FrameLayout& src_layout, int dst_width);
     void _reuseScaleData(IKernel* p_kernel, const FrameLayout& src_layout, int dst_width);
     void _checkReach(const FrameLayout& src_layout);
     void _planRows(const FrameLayout& src_layout);

@@ -397,14 +397,18 @@ void ScaleX<T>::_planRows(const FrameLayout& src_layout) {
     }
 }
 
+// Either source: the tables, the reach check and the plans from its layout,
+// then the window of one row.
 template <typename T>
-void ScaleX<T>::reuse(IKernel* p_kernel, const Frame& src_frame, int dst_width) {
+template <class Source>
+void ScaleX<T>::_reuse(IKernel* p_kernel, Source& source, const FrameLayout& src_layout,
+                       int dst_width) {
     _ready = false;
-    _reuseScaleData(p_kernel, src_frame.layout(), dst_width);
-    _checkReach(src_frame.layout());
-    _planRows(src_frame.layout());
+    _reuseScaleData(p_kernel, src_layout, dst_width);
+    _checkReach(src_layout);
+    _planRows(src_layout);
     try {
-        _window.reuse(src_frame, 1);
+        _window.reuse(source, 1);
     } catch (Exception& e) {
         ZQ_RETHROW(e, "%s");
     }
@@ -412,18 +416,14 @@ void ScaleX<T>::reuse(IKernel* p_kernel, const Frame& src_frame, int dst_width) 
 }
 
 template <typename T>
+void ScaleX<T>::reuse(IKernel* p_kernel, const Frame& src_frame, int dst_width) {
+    _reuse(p_kernel, src_frame, src_frame.layout(), dst_width);
+}
+
+template <typename T>
 void ScaleX<T>::reuse(IKernel* p_kernel, IRowProducer& src_producer, int dst_width) {
     const FrameLayout src_layout = src_producer.layout();
-    _ready = false;
-    _reuseScaleData(p_kernel, src_layout, dst_width);
-    _checkReach(src_layout);
-    _planRows(src_layout);
-    try {
-        _window.reuse(src_producer, 1);
-    } catch (Exception& e) {
-        ZQ_RETHROW(e, "%s");
-    }
-    _ready = true;
+    _reuse(p_kernel, src_producer, src_layout, dst_width);
 }
 
 template <typename T>

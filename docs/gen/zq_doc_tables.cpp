@@ -28,6 +28,7 @@
 #include <vector>
 
 #include "demo_pattern.h"
+#include "zq_kernels.h"
 
 namespace {
 
@@ -177,6 +178,13 @@ std::vector<ScaleStage> scaleStages() {
          [](const Frame& src, Size size, Frame& out) {
              zq::scaleAreaXY s;
              s.reuse(src, size, zq::ZQ_SCALER_FIXED_POINT_16S);
+             produceInto(s, out);
+         }},
+        {"`ScalerConvolutional` triangle 16-bit",
+         [](const Frame& src, Size size, Frame& out) {
+             zq::examples::TriangleKernel triangle;
+             zq::ScalerConvolutional s;
+             s.reuse(triangle, src, size, zq::ZQ_SCALER_FIXED_POINT_16S);
              produceInto(s, out);
          }},
         {"`CvBackendSimd` bilinear", simd(zq::ResizeBilinear)},

@@ -10,4 +10,5 @@
 #include "zq/scaler.h"
 #include "zq/scaler_area.h"
 #include "zq/scaler_bilinear.h"
+#include "zq/scaler_convolutional.h"
 #include "zq/scaler_nn.h"

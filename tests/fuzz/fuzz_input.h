@@ -85,4 +85,16 @@ void attempt(Fn&& fn) {
     }
 }
 
+/// Pulls every row of `stage` into a frame of its layout; a producer with an
+/// empty layout writes nothing.
+inline void drain(zq::IRowProducer& stage) {
+    attempt([&] {
+        const zq::FrameLayout layout = stage.layout();
+        if (layout.plane_count == 0) return;
+        zq::Frame out;
+        out.reuse(layout.format, layout.size);
+        zq::produceFrame(stage, out);
+    });
+}
+
 }  // namespace zqfuzz

@@ -192,7 +192,9 @@ void ResizerByteArea::run(const uint8_t* src, size_t src_stride, uint8_t* dst, s
     size_t taps = 1, used_columns = 0;
     for (size_t dx = 0, start = 0; dx < width; ++dx) {
         const Footprint f = footprint(x_index, x_weight, dx, coefs.data + start);
-        first_column[dx] = f.first;
+        // An empty footprint (every pixel weighs 0 when the source is more than 2048 times wider)
+        // still gets taps, of weight 0: they read column 0, which the sums always hold.
+        first_column[dx] = f.count ? f.first : 0;
         column_count[dx] = f.count;
         start += static_cast<size_t>(f.count);
         taps = std::max(taps, static_cast<size_t>(f.count));

@@ -421,6 +421,18 @@ TEST(Resizers, MatchModelsAtEveryWidth) {
     }
 }
 
+// More than 2048 source pixels under one destination pixel: a whole pixel weighs 0 in 11 bits, so
+// footprints are empty and the area sum is 0; nothing past the tables may be read.
+TEST(Resizers, AreaBeyondTheWeightsPrecision) {
+    uint64_t hash = 0;
+    const size_t cases[][5] = {{2049, 1, 1, 1, 1},
+                               {4097, 1, 2, 1, 1},
+                               {2049, 3, 1, 3, 3},
+                               {3, 2049, 3, 1, 1},
+                               {4500, 2100, 2, 1, 4}};
+    for (const auto& z : cases) check<uint8_t>(ResizerMethodArea, z, hash);
+}
+
 // Whole frames, as the backend resizes them: 1920x1080 to 1280x720 and 960x540.
 TEST(Resizers, MatchModelsOnWholeFrames) {
     uint64_t hash = 0;

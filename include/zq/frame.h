@@ -194,7 +194,8 @@ public:
     /// new buffer is allocated (pixels of frames sharing the old one stay).
     /// A format without planes (0, the reserved numbers) or an empty size
     /// leaves the frame uninitialized. Throws ZQ_STATUS_OUT_OF_MEMORY when the
-    /// allocation fails.
+    /// frame is too large or the allocation fails, and then leaves the frame
+    /// uninitialized (frames sharing its old buffer keep their pixels).
     void reuse(FrameFormat format, Size size, DeviceContext context = DeviceContext(),
                unsigned alignment = 0);
     /// Back to uninitialized, sharing nothing.

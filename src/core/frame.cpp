@@ -246,10 +246,16 @@ Frame::~Frame() = default;
 
 void Frame::reuse(FrameFormat format, Size size, DeviceContext context, unsigned alignment) {
     FrameLayout layout(format, size, alignment == 0 ? 64 : alignment);
-    if (layout.plane_count == 0 && findFormat(format) && !size.empty())
+    // A failed reuse leaves the frame uninitialized: the buffer it kept may
+    // already have dropped its storage (Buffer::resize frees before it
+    // allocates), and a layout over no storage would hand out addresses of
+    // pixels that do not exist.
+    if (layout.plane_count == 0 && findFormat(format) && !size.empty()) {
+        clear();
         ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY,
                  "Failure in Frame::reuse(...) : frame of %ux%u is too large.",
                  unsigned(size.width), unsigned(size.height));
+    }
     if (layout.plane_count == 0) {
         // No format or no pixels: the frame ends up uninitialized, which the
         // row cursors then report where the frame is used.
@@ -263,17 +269,24 @@ void Frame::reuse(FrameFormat format, Size size, DeviceContext context, unsigned
     const uint64_t tail = last > 0 ? 2 * uint64_t(layout.planes[0].stride) : 0;
     const uint64_t total =
         uint64_t(layout.plane_offsets[last]) + uint64_t(layout.planes[last].plane_bytes) + tail;
-    if (total > 0xFFFFFFFFull)
+    if (total > 0xFFFFFFFFull) {
+        clear();
         ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY, "Failure in Frame::reuse(...) : frame is too large.");
+    }
     // Storage is kept only when no other handle shares it: a region view or a
     // copy of this frame must not see its pixels re-laid under it.
     const bool keep = _buffer && _buffer.use_count() == 1 && _buffer->deviceContext() == context;
-    if (!keep) {
-        auto buffer = std::make_shared<Buffer>(context);
-        buffer->resize(unsigned(total), false);
-        _buffer = std::move(buffer);
-    } else {
-        _buffer->resize(unsigned(total), false);
+    try {
+        if (!keep) {
+            auto buffer = std::make_shared<Buffer>(context);
+            buffer->resize(unsigned(total), false);
+            _buffer = std::move(buffer);
+        } else {
+            _buffer->resize(unsigned(total), false);
+        }
+    } catch (Exception& e) {
+        clear();
+        ZQ_RETHROW(e, "%s");
     }
     _layout = layout;
     for (auto& p : _plane_data) p = nullptr;

@@ -47,6 +47,7 @@ TEST(Limits, FramesWhoseByteCountsLeave32BitsAreRefused) {
         SCOPED_TRACE(toString(format));
         EXPECT_EQ(FrameLayout(format, size, 64).plane_count, 0);
         Frame frame;
+        frame.reuse(ZQ_FRAME_GRAY8, {8, 8});  // a failed reuse drops the old pixels too
         EXPECT_TRUE(throwsExactly([&] { frame.reuse(format, size); }, ZQ_STATUS_OUT_OF_MEMORY,
                                   "Failure in Frame::reuse(...) : frame of " +
                                       std::to_string(size.width) + "x" +
@@ -99,6 +100,25 @@ TEST(Limits, BufferSizesWithoutStorageAreAllocationFailures) {
                               TensorSize(), TENSOR_ORDER_NONE);
     EXPECT_THROW(tensor.reuse(halves), Exception);
     EXPECT_FALSE(tensor.initialized());
+}
+
+// Planes of 1194x1199041 bytes at alignment 1, plus two luma rows of room,
+// come to 2^32 - 2 bytes: a count the layout holds and no Buffer can. Whether
+// it keeps its buffer or needs a new one, the frame is left without pixels.
+TEST(Limits, FrameWhoseStorageFailsIsLeftUninitialized) {
+    for (bool shared : {false, true}) {
+        Frame frame, sharer;
+        frame.reuse(ZQ_FRAME_GRAY8, {8, 8});
+        if (shared) sharer = frame;
+        EXPECT_TRUE(throwsExactly(
+            [&] {
+                frame.reuse(ZQ_FRAME_YUV444_PLANAR, {1194, 1199041}, DeviceContext(), 1);
+            },
+            ZQ_STATUS_OUT_OF_MEMORY, "Failed to allocate 4294967294 bytes."));
+        EXPECT_FALSE(frame.initialized());
+        EXPECT_EQ(frame.data(0), nullptr);
+        EXPECT_EQ(sharer.initialized(), shared);
+    }
 }
 
 // What a failed reuse leaves must not run a kernel: the row handed to produce

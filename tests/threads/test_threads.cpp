@@ -8,6 +8,7 @@
 #include <functional>
 #include <thread>
 
+#include "../../examples/zq_kernels.h"
 #include "test_support.h"
 
 namespace {
@@ -33,11 +34,16 @@ std::vector<unsigned char> pipeline(IRowProducer& producer) {
     return bytesOf(out);
 }
 
+void append(std::vector<unsigned char>& bytes, const std::vector<unsigned char>& more) {
+    bytes.insert(bytes.end(), more.begin(), more.end());
+}
+
 using Job = std::function<std::vector<unsigned char>()>;
 
 // One job per class and road; each makes its own objects and reads only the
 // shared frames.
-std::vector<Job> jobs(const Frame& bgr, const Frame& i420, const Frame& gray, const Frame& floats) {
+std::vector<Job> jobs(const Frame& bgr, const Frame& i420, const Frame& gray, const Frame& floats,
+                      const Tensor& halves) {
     std::vector<Job> all;
     for (int method = 0; method <= 2; ++method)
         all.push_back([&, method] {
@@ -56,6 +62,15 @@ std::vector<Job> jobs(const Frame& bgr, const Frame& i420, const Frame& gray, co
         return pipeline(bilinear);
     });
     all.push_back([&] {
+        ScalerBilinearX bilinear_x;
+        bilinear_x.reuse(bgr, 77);
+        ScalerBilinearY bilinear_y;
+        bilinear_y.reuse(i420, 51);
+        std::vector<unsigned char> bytes = pipeline(bilinear_x);
+        append(bytes, pipeline(bilinear_y));
+        return bytes;
+    });
+    all.push_back([&] {
         ScalerAreaX area_x;
         area_x.reuse(gray, 41, ZQ_SCALER_FIXED_POINT_8S);
         ScalerAreaY area_y;
@@ -66,6 +81,19 @@ std::vector<Job> jobs(const Frame& bgr, const Frame& i420, const Frame& gray, co
         scaleAreaXY area;
         area.reuse(i420, {30, 20}, ZQ_SCALER_FIXED_POINT_16S);
         return pipeline(area);
+    });
+    all.push_back([&] {
+        // Each object its own kernel; the two precisions, a frame and a producer.
+        examples::LanczosKernel lanczos3(3);
+        examples::BoxKernel box;
+        ScalerConvolutional from_frame, from_stage;
+        from_frame.reuse(lanczos3, i420, {41, 23}, ZQ_SCALER_FIXED_POINT_16S);
+        ScalerBilinearXY bilinear;
+        bilinear.reuse(bgr, {90, 80});
+        from_stage.reuse(box, bilinear, {31, 37}, ZQ_SCALER_FIXED_POINT_8S);
+        std::vector<unsigned char> bytes = pipeline(from_frame);
+        append(bytes, pipeline(from_stage));
+        return bytes;
     });
     all.push_back([&] {
         FormatConverter to_bgr, to_nv12;
@@ -93,12 +121,30 @@ std::vector<Job> jobs(const Frame& bgr, const Frame& i420, const Frame& gray, co
             return bytesOf(bgr_out);
         });
     all.push_back([&] {
+        CvBackendBase base;
+        CvBackendSimd simd;
+        std::vector<unsigned char> bytes;
+        for (ICvBackend* backend :
+             {static_cast<ICvBackend*>(&base), static_cast<ICvBackend*>(&simd)}) {
+            Frame own;
+            floats.copyTo(own);
+            backend->add(own, 2.5f, Rect(3, 2, 30, 15));
+            backend->mul(own, -0.75f, Rect());
+            append(bytes, bytesOf(own));
+        }
+        return bytes;
+    });
+    all.push_back([&] {
+        Tensor full;
+        tensorFp16ToFp32(halves, full);
+        return std::vector<unsigned char>(full.data(), full.data() + full.layout().bytes());
+    });
+    all.push_back([&] {
         Frame resized, converted;
         resizeFrame(floats, {33, 17}, resized, ResizeBilinear);
         colorConvert(bgr, ZQ_FRAME_GRAY8, converted);
         std::vector<unsigned char> bytes = bytesOf(resized);
-        const auto more = bytesOf(converted);
-        bytes.insert(bytes.end(), more.begin(), more.end());
+        append(bytes, bytesOf(converted));
         return bytes;
     });
     all.push_back([&] {
@@ -129,7 +175,12 @@ TEST(Threads, DistinctObjectsOnDistinctThreadsGiveTheSingleThreadedBytes) {
             const float v = float((x * 7 + y * 13) % 255);
             std::memcpy(zqtest::at(floats, 0, y, 4 * x), &v, sizeof v);
         }
-    const std::vector<Job> all = jobs(bgr, i420, gray, floats);
+    Tensor halves;
+    halves.reuse(TensorLayout(TENSOR_FLOAT_16, TENSOR_FORMAT_NCHW, TensorSize(3, 17, 29),
+                              TensorSize(), TENSOR_ORDER_NONE));
+    for (uint32_t i = 0; i < halves.layout().bytes(); ++i)
+        halves.data()[i] = uint8_t(i * 37 + (i >> 3));
+    const std::vector<Job> all = jobs(bgr, i420, gray, floats, halves);
     std::vector<std::vector<unsigned char>> expected;
     for (const Job& job : all) expected.push_back(job());
 

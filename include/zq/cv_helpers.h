@@ -19,7 +19,9 @@ ZQ_CV_API void convertFp16ToFp32(const unsigned short* src, unsigned int count, 
 /// Single to half precision, truncating; `count` elements, no overlap.
 ZQ_CV_API void convertFp32ToFp16(const float* src, unsigned int count, unsigned short* dst);
 /// A TENSOR_FLOAT_32 copy of a TENSOR_FLOAT_16 tensor, strides doubled, padding
-/// converted along. Asserts a half-precision source on the CPU.
+/// converted along. Asserts a half-precision source on the CPU. Throws
+/// ZQ_STATUS_OUT_OF_RANGE, leaving `dst` as it was, when a doubled stride or
+/// the doubled total does not fit 32 bits.
 ZQ_CV_API void tensorFp16ToFp32(const Tensor& src, Tensor& dst);
 
 }  // namespace zq

@@ -53,7 +53,9 @@ public:
     TensorLayout();
     /// Records the fields and computes the total size: the outermost extent
     /// times the outermost stride. With a zero outermost stride (or no strides
-    /// given) the strides are those of a dense tensor of this type.
+    /// given) the strides are those of a dense tensor of this type. Throws
+    /// ZQ_STATUS_OUT_OF_RANGE when a computed stride or the total does not fit
+    /// 32 bits.
     TensorLayout(TensorDataType type, TensorFormat format, const TensorSize& size,
                  const TensorSize& strides, TensorChannelOrder order);
 

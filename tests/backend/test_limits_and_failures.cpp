@@ -94,12 +94,6 @@ TEST(Limits, BufferSizesWithoutStorageAreAllocationFailures) {
         EXPECT_EQ(buffer.size(), 0u);
         EXPECT_EQ(buffer.data(), nullptr);
     }
-    // A tensor of 2^31 halves has a byte count that saturates: never storage.
-    Tensor tensor;
-    const TensorLayout halves(TENSOR_FLOAT_16, TENSOR_FORMAT_NCHW, TensorSize(0x80000000u),
-                              TensorSize(), TENSOR_ORDER_NONE);
-    EXPECT_THROW(tensor.reuse(halves), Exception);
-    EXPECT_FALSE(tensor.initialized());
 }
 
 // Planes of 1194x1199041 bytes at alignment 1, plus two luma rows of room,
@@ -119,6 +113,38 @@ TEST(Limits, FrameWhoseStorageFailsIsLeftUninitialized) {
         EXPECT_EQ(frame.data(0), nullptr);
         EXPECT_EQ(sharer.initialized(), shared);
     }
+}
+
+TEST(Limits, TensorStridesAndTotalsLeaving32BitsAreRefused) {
+    const std::tuple<TensorDataType, TensorSize, TensorSize, std::string> refused[] = {
+        {TENSOR_FLOAT_16, TensorSize(0x80000000u), TensorSize(), "total of 4294967296"},
+        {TENSOR_FLOAT_16, TensorSize(1, 0x80000000u), TensorSize(),
+         "stride of dimension 0 of 4294967296"},
+        {TENSOR_FLOAT_32, TensorSize(3), TensorSize(0x80000000u), "total of 6442450944"},
+    };
+    for (const auto& [type, size, strides, what] : refused)
+        EXPECT_TRUE(throwsExactly(
+            [&, &type = type, &size = size, &strides = strides] {
+                TensorLayout(type, TENSOR_FORMAT_NCHW, size, strides, TENSOR_ORDER_NONE);
+            },
+            ZQ_STATUS_OUT_OF_RANGE,
+            "Failure in TensorLayout::TensorLayout(...) : a " + what +
+                " bytes does not fit 32 bits."));
+    EXPECT_EQ(TensorLayout(TENSOR_FLOAT_16, TENSOR_FORMAT_NCHW, TensorSize(1, 0x7FFFFFFFu),
+                           TensorSize(), TENSOR_ORDER_NONE)
+                  .bytes(),
+              0xFFFFFFFEu);
+    // Two bytes of halves whose inner stride doubles past 32 bits: refused
+    // before the destination changes.
+    Tensor half, full;
+    half.reuse(TensorLayout(TENSOR_FLOAT_16, TENSOR_FORMAT_NCHW, TensorSize(1, 1),
+                            TensorSize(2, 0x80000000u), TENSOR_ORDER_NONE));
+    full.reuse(TensorLayout(TENSOR_FLOAT_32, TENSOR_FORMAT_NCHW, TensorSize(1), TensorSize(),
+                            TENSOR_ORDER_NONE));
+    EXPECT_TRUE(throwsExactly(
+        [&] { tensorFp16ToFp32(half, full); }, ZQ_STATUS_OUT_OF_RANGE,
+        "Failure in tensorFp16ToFp32(...) : stride 1 of 2147483648 bytes doubles past 32 bits."));
+    EXPECT_EQ(full.layout().bytes(), 4u);
 }
 
 // What a failed reuse leaves must not run a kernel: the row handed to produce

@@ -52,11 +52,11 @@ ZQ_CV_API int maxAperture<short>();
 /// The row path allocates nothing; reuse() with the same kernel object,
 /// sizes, format and precision rebuilds no table.
 ///
-/// Reads past rows: the horizontal pass never reads before a source row and
-/// at most one pixel past its end while the source plane is at least as wide
-/// as the kernel's taps (see the wrapping Frame constructor for the rest); a
-/// configuration that would read more than 1024 bytes past a row is refused
-/// by reuse() with ZQ_STATUS_OUT_OF_RANGE.
+/// Reads past rows: the horizontal pass never reads before a source row, and
+/// reads at most one pixel past its end (a tap of weight 0 is never read).
+/// Only horizontal tables kept for a wider source (see below) read further
+/// on a narrower one; reuse() refuses with ZQ_STATUS_OUT_OF_RANGE tables
+/// that would read more than 1024 bytes past a row.
 ///
 /// What reuse() keeps: the horizontal tables while the kernel object, the
 /// format and the destination width stay (a source of another width keeps

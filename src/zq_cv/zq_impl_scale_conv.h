@@ -10,9 +10,10 @@
 namespace zq::impl {
 
 /// The rows of one plane's table laid out for the 8-bit kernels: per position
-/// a start and `taps` 16-bit weights, `taps` being the table's aperture
-/// rounded up to a multiple of 8 (of 4 for interleaved channels; 0: no plan),
-/// and the positions that read past the row and must run the table's own loop.
+/// a start and `taps` 16-bit weights, `taps` being the longest rowTaps() of
+/// the table rounded up to a multiple of 8 (of 4 for interleaved channels; 0:
+/// no plan), and the positions that read past the row and must run the
+/// table's own loop.
 struct RowPlan {
     std::vector<int32_t> starts;
     std::vector<int16_t> weights;
@@ -48,8 +49,9 @@ public:
 
     /// Configures for `src_frame` at `dst_width`. The tables are rebuilt only
     /// when the kernel object, the format or `dst_width` change (not the
-    /// source width). Throws ZQ_STATUS_OUT_OF_RANGE when the tables would read
-    /// more than 1024 bytes past the end of a source row.
+    /// source width). Tables built for the source's width read at most one
+    /// element past a row; kept tables on a narrower source read further, and
+    /// reuse throws ZQ_STATUS_OUT_OF_RANGE when that is more than 1024 bytes.
     void reuse(IKernel* p_kernel, const Frame& src_frame, int dst_width);
     void reuse(IKernel* p_kernel, IRowProducer& src_producer, int dst_width);
     bool initialized() const { return _window.initialized(); }

@@ -29,20 +29,23 @@ inline void storeSample(unsigned char* row, int64_t i, S v) {
 
 // ------------------------------------------------------------ row kernels
 //
-// Every position runs the table's largest aperture: a row's taps beyond its
-// own aperture have weight 0 (or, in border rows, what an earlier border row
-// left there). Products and sums of 8-bit and 16-bit samples are formed in
-// uint32_t: the same bits as a wrapping signed 32-bit sum, without undefined
-// behaviour. The sum is divided by the weight unit with truncation toward
-// zero and clamped; there is no rounding term.
+// Each position runs its kernel row up to the row's last non-zero weight
+// (ScaleData::rowTaps): the table's largest aperture less the trailing zero
+// weights, which add nothing to a sum. A border row's last non-zero weight
+// lies at most one element past the source's end (the leftover of a border
+// row one tap wider), so that a table read on the width it was built for
+// stays within one element past a row. Products and sums of 8-bit and 16-bit
+// samples are formed in uint32_t: the same bits as a wrapping signed 32-bit
+// sum, without undefined behaviour. The sum is divided by the weight unit
+// with truncation toward zero and clamped; there is no rounding term.
 
 // One position of an 8-bit row, exactly as the table reads it.
 template <typename T, int C>
 inline void positionX8(const ScaleData<T>& data, int i, const unsigned char* src,
                        unsigned char* dst) {
     constexpr int32_t unit = WeightTraits<T>::kUnit;
-    const int taps = data._aperture;
     const KernelPosition position = data._positions[size_t(i)];
+    const int taps = data.rowTaps(position.kernel_index);
     const T* w = data._builder.row(position.kernel_index);
     const unsigned char* s = src + size_t(position.src_index) * C;
     uint32_t acc[C] = {};
@@ -60,13 +63,6 @@ constexpr int grainOf(int channels) {
     return channels == 1 ? 8 : 4;
 }
 
-// The same sums over the plan's padded rows: a multiple of 8 (or 4) taps from a
-// start moved left where the padding would leave the row, with zero weights
-// on the added taps. Adding zero products changes no sum, and with at most
-// 256 taps of 16-bit weights (255 * 32768 * 256 < 2^31) the signed 32-bit sum
-// cannot overflow, so the bits are those of the table's own loop. Positions
-// whose taps leave the row (they read past its end) are then done again by
-// the table's own loop.
 // Splits a row into `Step` streams of `length` bytes (the last ones may
 // fall short of the row's end by one element, left as they were).
 template <int Step>
@@ -107,9 +103,9 @@ void sweepRowX8C1(const ScaleData<T>& data, RowPlan& plan, const unsigned char* 
     }
     uint32_t* acc = plan.sums.data();
     unsigned char* bytes = plan.bytes.data();
-    const int taps = data._aperture;
     for (const RowPlan::Sweep& sweep : plan.sweeps) {
         const T* w = data._builder.row(sweep.kernel);
+        const int taps = data.rowTaps(sweep.kernel);
         const int32_t count = sweep.count;
         for (int32_t m = 0; m < count; ++m) acc[m] = 0;
         auto stream = [&](int k) {
@@ -140,6 +136,14 @@ void sweepRowX8C1(const ScaleData<T>& data, RowPlan& plan, const unsigned char* 
     for (int32_t i : plan.rest) positionX8<T, 1>(data, i, src, dst);
 }
 
+// The same sums over the plan's padded rows: a multiple of 8 (or 4) taps from a
+// start moved left where the padding would leave the row, with zero weights
+// on the added taps, so that a padded row reads only inside the source row.
+// Adding zero products changes no sum, and with at most 256 taps of 16-bit
+// weights (255 * 32768 * 256 < 2^31) the signed 32-bit sum cannot overflow,
+// so the bits are those of the table's own loop. Positions whose taps leave
+// the row (they read past its end) are then done again by the table's own
+// loop.
 template <typename T, int C>
 void scaleRowX8(const ScaleData<T>& data, RowPlan& plan, const unsigned char* src,
                 unsigned char* dst) {
@@ -193,10 +197,10 @@ template <typename T, class K>
 void scaleRowXWide(const ScaleData<T>& data, RowPlan&, const unsigned char* src,
                    unsigned char* dst) {
     constexpr int64_t unit = WeightTraits<T>::kUnit;
-    const int taps = data._aperture;
     for (int i = 0; i < data._dst_size; ++i) {
         const KernelPosition position = data._positions[size_t(i)];
         const T* w = data._builder.row(position.kernel_index);
+        const int taps = data.rowTaps(position.kernel_index);
         typename K::Acc acc = 0;
         for (int k = 0; k < taps; ++k)
             acc += K::product(loadSample<typename K::Sample>(src, position.src_index + k),
@@ -285,17 +289,19 @@ void ScaleX<T>::_reuseScaleData(IKernel* p_kernel, const FrameLayout& src_layout
     }
 }
 
-// The taps of a position read up to src_index + aperture - 1; on a source
-// narrower than that (a border row at a small size, or kept tables on a
-// narrower source) the read goes past the row's end, into stride padding and
-// the guard room of the buffers. More than that room is refused.
+// The taps of a position read up to src_index + rowTaps - 1. Tables built for
+// the source's width read at most one element past a row; tables kept for a
+// narrower source (a reuse that changes only the source width) read further,
+// into stride padding and the guard room of the buffers. More than that room
+// is refused.
 template <typename T>
 void ScaleX<T>::_checkReach(const FrameLayout& src_layout) {
     for (int p = 0; p < src_layout.plane_count; ++p) {
         const ScaleData<T>& data = _scale_data[p];
         int64_t reach = 0;
         for (const KernelPosition& position : data._positions)
-            reach = std::max(reach, int64_t(position.src_index) + data._aperture);
+            reach =
+                std::max(reach, int64_t(position.src_index) + data.rowTaps(position.kernel_index));
         const PlaneLayout& plane = src_layout.planes[p];
         const int64_t element = int64_t(plane.channels) * (plane.bits_per_channel / 8);
         const int64_t over = (reach - plane.width) * element;
@@ -320,14 +326,15 @@ void ScaleX<T>::_planSweeps(RowPlan& plan, const ScaleData<T>& data, const Plane
     plan.step = 0;
     plan.sweeps.clear();
     plan.rest.clear();
-    const int32_t n = data._dst_size, width = plane.width, taps = data._aperture;
+    const int32_t n = data._dst_size, width = plane.width;
     if (plane.channels != 1 || plane.bits_per_channel != 8 || n == 0) return;
     const int32_t g = std::gcd(data._src_size, n);
     const int32_t step = data._src_size / g, period = n / g;
     if (period > 16) return;
     auto inner = [&](int32_t i) {
         const KernelPosition& position = data._positions[size_t(i)];
-        return position.kernel_index < 16 && position.src_index + taps <= width;
+        return position.kernel_index < 16 &&
+               position.src_index + data.rowTaps(position.kernel_index) <= width;
     };
     std::vector<bool> swept(size_t(n), false);
     for (int32_t r = 0; r < period && r < n; ++r) {
@@ -373,7 +380,10 @@ void ScaleX<T>::_planRows(const FrameLayout& src_layout) {
         plan.width = width;
         _planSweeps(plan, data, src_layout.planes[p]);
         const int32_t grain = grainOf(src_layout.planes[p].channels);
-        const int32_t taps = (data._aperture + grain - 1) / grain * grain;
+        int32_t longest = 0;
+        for (const KernelPosition& position : data._positions)
+            longest = std::max(longest, data.rowTaps(position.kernel_index));
+        const int32_t taps = (longest + grain - 1) / grain * grain;
         plan.taps = src_layout.planes[p].bits_per_channel == 8 && taps <= 256 ? taps : 0;
         if (plan.taps == 0) continue;
         // A row narrower than the padded taps keeps the table's own loop.
@@ -383,15 +393,16 @@ void ScaleX<T>::_planRows(const FrameLayout& src_layout) {
         plan.weights.assign(size_t(data._dst_size) * size_t(taps), 0);
         plan.exact.clear();
         for (int i = 0; i < data._dst_size; ++i) {
-            const int32_t first = data._positions[size_t(i)].src_index;
-            if (first + data._aperture > width) {
+            const KernelPosition position = data._positions[size_t(i)];
+            const int32_t first = position.src_index, own = data.rowTaps(position.kernel_index);
+            if (first + own > width) {
                 plan.exact.push_back(i);
                 continue;
             }
             const int32_t start = std::min(first, width - taps);
             plan.starts[size_t(i)] = start;
             const T* w = data.weights(i);
-            for (int k = 0; k < data._aperture; ++k)
+            for (int k = 0; k < own; ++k)
                 plan.weights[size_t(i) * size_t(taps) + size_t(first - start + k)] = int16_t(w[k]);
         }
     }

@@ -130,7 +130,8 @@ void ScaleY<T>::produce(RowData& row_data) {
         if (row < 0 || row >= data._dst_size) continue;  // past the last row: nothing to read
         const T* w = data.weights(row);
         const int n = _src_layout.planes[p].row_bytes;
-        const int taps = data._aperture;
+        // The row's taps up to its last non-zero weight: the rest add nothing.
+        const int taps = data.rowTaps(data._positions[size_t(row)].kernel_index);
         // Rows come from the top of the window, whatever the row's own
         // src_index; on a sub-sampled plane two taps may fall on one row.
         scaleRowYFirst<T>(w[0], n, _window.rowData(0).plane[p], acc);

@@ -57,6 +57,7 @@ bool floatToInt(float value, int& out) {
 template <typename T>
 void ScaleData<T>::clear() {
     _positions.clear();
+    _row_taps.clear();
     _src_size = 0;
     _dst_size = 0;
 }
@@ -145,6 +146,18 @@ void ScaleData<T>::reuse(IKernel* p_kernel, int src_size, int dst_size) {
             _aperture = std::max(_aperture, aperture);
             _positions.push_back({uint16_t(src_index), uint16_t(kernel_index)});
         }
+        // Each row's taps up to its last non-zero weight. Inner rows end with
+        // zeros past their own aperture; a border row may hold, at tap
+        // `aperture`, what a border row one tap wider left there.
+        _row_taps.assign(size_t(_builder._inner_capacity + _builder._border_count), 0);
+        auto trim = [&](int row) {
+            const T* w = _builder.row(row);
+            int taps = _aperture;
+            while (taps > 0 && w[taps - 1] == 0) --taps;
+            _row_taps[size_t(row)] = taps;
+        };
+        for (int row = 0; row < _builder._inner_count; ++row) trim(row);
+        for (int b = 0; b < _builder._border_count; ++b) trim(_builder._inner_capacity + b);
         _src_size = src_size;
         _dst_size = dst_size;
     } catch (Exception& e) {

@@ -49,6 +49,10 @@ public:
 
     /// The weights of destination position `i`.
     const T* weights(int i) const { return _builder.row(_positions[size_t(i)].kernel_index); }
+    /// Taps of kernel row `kernel_index` up to its last non-zero weight (at
+    /// most `_aperture`). The taps after it have weight 0 and add nothing to a
+    /// sum, so running a row this far gives the bytes of running `_aperture`.
+    int rowTaps(int kernel_index) const { return _row_taps[size_t(kernel_index)]; }
 
     Buffer _scratch;
     ScaleKernelBuilder<T> _builder;
@@ -56,6 +60,7 @@ public:
     int32_t _aperture = 0;
     int32_t _src_size = 0;
     int32_t _dst_size = 0;
+    std::vector<int32_t> _row_taps;  // rowTaps() of rows 0..15 and 16 + border row
 
 private:
     void _computeWeights(IKernel* p_kernel, T* p_weights, float* p_weight_buffer,

@@ -132,23 +132,37 @@ inline std::string channels(FrameFormat f) {
     return ref::planes(f);
 }
 
+// One past the last source element that a non-zero weight of the table applies to.
+inline int reach(const Table& t) {
+    int end = 0;
+    for (size_t i = 0; i < t.first.size(); ++i)
+        for (int j = 0; j < t.taps; ++j)
+            if (t.rows[i][size_t(j)] != 0) end = std::max(end, t.first[i] + j + 1);
+    return end;
+}
+
 // Horizontal pass over a whole frame. A source row is read through `row(p, y)`, which must
-// give the same bytes the library reads, also past the row's end.
+// give the same bytes the library reads, also past the row's end; a sample under a weight of 0
+// adds nothing and is not read. The tables are built for the widths of `built` (default `sl`).
 template <class RowOf>
-void passX(IKernel& k, const FrameLayout& sl, RowOf row, Frame& out, int bits) {
+void passX(IKernel& k, const FrameLayout& sl, RowOf row, Frame& out, int bits,
+           const FrameLayout* built = nullptr) {
     const int unit = bits == 8 ? 64 : 16384, e = ref::bytesOf(sl.format);
     const std::string chans = channels(sl.format);
     for (int p = 0; p < sl.plane_count; ++p) {
-        const Table t = table(k, sl.planes[p].width, out.layout().planes[p].width, bits);
+        const Table t =
+            table(k, (built ? *built : sl).planes[p].width, out.layout().planes[p].width, bits);
         const int c = chans[size_t(p)] - '0';
-        for (int y = 0; y < sl.planes[p].height; ++y)
+        for (int y = 0; y < sl.planes[p].height; ++y) {
+            const uint8_t* src = row(p, y);
             for (int i = 0; i < out.layout().planes[p].width; ++i)
                 for (int ch = 0; ch < c; ++ch) {
                     int64_t acc = 0;
                     for (int j = 0; j < t.taps; ++j) {
-                        const int64_t s =
-                            int64_t(ref::get(row(p, y), (t.first[size_t(i)] + j) * c + ch, e));
                         const int64_t w = t.rows[size_t(i)][size_t(j)];
+                        if (w == 0) continue;
+                        const int64_t s =
+                            int64_t(ref::get(src, (t.first[size_t(i)] + j) * c + ch, e));
                         // 32-bit samples: the product wraps to 32 bits, signed.
                         acc += e == 4 ? int64_t(int32_t(uint32_t(uint64_t(s * w)))) : s * w;
                     }
@@ -157,6 +171,7 @@ void passX(IKernel& k, const FrameLayout& sl, RowOf row, Frame& out, int bits) {
                     ref::put(at(out, p, y), int64_t(i) * c + ch, e,
                              uint64_t(std::clamp<int64_t>(acc / unit, 0, max)));
                 }
+        }
     }
 }
 

@@ -131,6 +131,45 @@ TEST(ConvTables, Failures) {
     EXPECT_EQ(impl::maxAperture<short>(), 16384);
 }
 
+// A table built for its source's width puts non-zero weights inside the source, except a border
+// row's leftover from a border row one tap wider (the aperture varies by one between rows):
+// exactly one element past the end. rowTaps() ends at each row's last non-zero weight.
+TEST(ConvTables, NonZeroWeightsReachOneElementPastTheEnd) {
+    examples::LanczosKernel lanczos;
+    examples::GaussianKernel gauss(0.6f, 2.5f);
+    examples::TriangleKernel tent;
+    int past = 0;
+    auto check = [&](auto& d, IKernel& k, int src, int dst) {
+        try {
+            d.reuse(&k, src, dst);
+        } catch (Exception&) {
+            return;  // beyond the limits of the weight type
+        }
+        for (int i = 0; i < dst; ++i) {
+            const impl::KernelPosition position = d._positions[size_t(i)];
+            const auto* w = d.weights(i);
+            int end = 0;
+            for (int j = 0; j < d._aperture; ++j)
+                if (w[j] != 0) end = j + 1;
+            ASSERT_EQ(d.rowTaps(position.kernel_index), end) << src << "->" << dst << " " << i;
+            ASSERT_LE(position.src_index + end, src + 1) << src << "->" << dst << " " << i;
+            if (position.src_index + end == src + 1) {
+                EXPECT_GE(position.kernel_index, 16);
+                ++past;
+            }
+        }
+    };
+    for (IKernel* k : std::initializer_list<IKernel*>{&lanczos, &gauss, &tent})
+        for (int src : {1, 2, 3, 5, 8, 13, 31, 64, 101})
+            for (int dst = 1; dst <= src; dst += 1 + dst / 4) {
+                impl::ScaleData<signed char> d8;
+                impl::ScaleData<short> d16;
+                check(d8, *k, src, dst);
+                check(d16, *k, src, dst);
+            }
+    EXPECT_GT(past, 10);
+}
+
 // The horizontal pass on the formats the vertical pass refuses: 16-bit sums wrap at 32 bits,
 // and 32-bit samples form their products in 32 bits.
 TEST(ConvPassX, WideSamplesMatchTheReference) {

@@ -25,7 +25,10 @@ public:
     /// producer is replaced (rings and their contents are kept).
     /// Throws ZQ_STATUS_UNINITIALIZED_INPUT ("Row producer is not
     /// initialized.") for a layout without planes, ZQ_STATUS_OUT_OF_RANGE for
-    /// a size below 1 or above the source height, and wraps buffer failures.
+    /// a size below 1 or above the source height, and wraps buffer failures
+    /// (tables or row slots beyond what a Buffer holds fail as such, with
+    /// ZQ_STATUS_OUT_OF_MEMORY, before anything is allocated). A failure of a
+    /// buffer leaves the window cleared.
     void reuse(IRowProducer& producer, int window_size);
     /// Feeds the window from `frame`, restarting at row 0. Throws
     /// ZQ_STATUS_UNINITIALIZED_INPUT ("Frame is not initialized."),

@@ -7,10 +7,20 @@ namespace zq {
 
 namespace {
 
+// Byte counts are formed in 64 bits: a window of 2^27 rows, or a producer's
+// stride near 2^31 times a few rows, wraps 32 bits into a buffer far smaller
+// than the rows it is meant to hold.
+uint64_t roundUp64(uint64_t bytes) {
+    return (bytes + 63u) & ~uint64_t(63);
+}
+
+// The most a Buffer holds: its capacity, the size rounded up to its
+// alignment, must stay a 32-bit count (2^32 - 64).
+constexpr uint64_t kBufferLimit = 0xFFFFFFFFull / Buffer::kAlignment * Buffer::kAlignment;
+
 // Both tables live in one buffer, each rounded up to 64 bytes.
-uint32_t tableBytes(int window_size) {
-    const uint32_t bytes = uint32_t(window_size) * uint32_t(sizeof(RowData));
-    return (bytes + 63u) & ~63u;
+uint64_t tableBytes(int window_size) {
+    return roundUp64(uint64_t(uint32_t(window_size)) * sizeof(RowData));
 }
 
 }  // namespace
@@ -58,9 +68,30 @@ void RowWindow::reuse(IRowProducer& producer, int window_size) {
     if (window_size < 1 || window_size > layout.size.height)
         ZQ_THROW(ZQ_STATUS_OUT_OF_RANGE, "Parameter 'window_size' is out of range.");
 
-    const uint32_t table = tableBytes(window_size);
+    // Every size is checked before anything is allocated; one that no Buffer
+    // can hold fails as the allocation would.
+    const uint64_t table = tableBytes(window_size);
+    uint64_t pitch[4] = {0, 0, 0, 0}, ring[4] = {0, 0, 0, 0};
+    for (int p = 0; p < layout.plane_count; ++p) {
+        pitch[p] = roundUp64(uint32_t(layout.planes[p].stride));
+        // Chroma slots keep two luma rows of room after the last slot: the area
+        // scalers read chroma with the luma row's table (see Frame::reuse).
+        const uint64_t tail = p > 0 ? 2 * roundUp64(uint32_t(layout.planes[0].stride)) : 0;
+        ring[p] = pitch[p] * uint32_t(window_size) + tail;
+    }
     try {
-        _table_buffer.resize(2 * table, false);
+        if (2 * table > kBufferLimit)
+            ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY,
+                     "Failure in RowWindow::reuse(...) : row tables of %u rows take %llu bytes, "
+                     "more than a buffer holds.",
+                     unsigned(window_size), static_cast<unsigned long long>(2 * table));
+        for (int p = 0; p < layout.plane_count; ++p)
+            if (ring[p] > kBufferLimit)
+                ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY,
+                         "Failure in RowWindow::reuse(...) : row slots of plane %u take %llu "
+                         "bytes, more than a buffer holds.",
+                         unsigned(p), static_cast<unsigned long long>(ring[p]));
+        _table_buffer.resize(uint32_t(2 * table), false);
     } catch (Exception& e) {
         clear();
         ZQ_RETHROW(e, "Data buffer allocation failure: %s");
@@ -71,12 +102,9 @@ void RowWindow::reuse(IRowProducer& producer, int window_size) {
     for (int p = 0; p < layout.plane_count; ++p) {
         _ring_pos[p] = 0;
         _ring_mask[p] = uint32_t(rowMask(layout, p));
-        _ring_pitch[p] = (uint32_t(layout.planes[p].stride) + 63u) & ~63u;
-        // Chroma slots keep two luma rows of room after the last slot: the area
-        // scalers read chroma with the luma row's table (see Frame::reuse).
-        const uint32_t tail = p > 0 ? 2 * ((uint32_t(layout.planes[0].stride) + 63u) & ~63u) : 0;
+        _ring_pitch[p] = uint32_t(pitch[p]);  // at most ring[p], which fits
         try {
-            _ring[p].resize(_ring_pitch[p] * uint32_t(window_size) + tail, false);
+            _ring[p].resize(uint32_t(ring[p]), false);
         } catch (Exception& e) {
             clear();
             ZQ_RETHROW(e, "Data buffer allocation failure: %s");
@@ -100,9 +128,14 @@ void RowWindow::reuse(const Frame& frame, int window_size) {
           window_size == _window_size)) {
         if (window_size < 1 || window_size > layout.size.height)
             ZQ_THROW(ZQ_STATUS_OUT_OF_RANGE, "Parameter 'window_size' is out of range.");
-        const uint32_t table = tableBytes(window_size);
+        const uint64_t table = tableBytes(window_size);
         try {
-            _table_buffer.resize(2 * table, false);
+            if (2 * table > kBufferLimit)
+                ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY,
+                         "Failure in RowWindow::reuse(...) : row tables of %u rows take %llu "
+                         "bytes, more than a buffer holds.",
+                         unsigned(window_size), static_cast<unsigned long long>(2 * table));
+            _table_buffer.resize(uint32_t(2 * table), false);
         } catch (Exception& e) {
             clear();
             ZQ_RETHROW(e, "Buffer allocation failure: %s");

@@ -147,6 +147,56 @@ TEST(Limits, TensorStridesAndTotalsLeaving32BitsAreRefused) {
     EXPECT_EQ(full.layout().bytes(), 4u);
 }
 
+// A producer that only describes its rows: the window must refuse its
+// geometry before any row is asked for.
+struct LayoutOnly : IRowProducer {
+    FrameLayout shape;
+    FrameLayout& layout() override { return shape; }
+    void produce(RowData&) override { ADD_FAILURE() << "a row was produced"; }
+    bool next() override { return false; }
+};
+
+TEST(Limits, RowWindowStorageLeaving32BitsIsRefused) {
+    // 2^27 + 1 rows of row tables wrap a 32-bit count on every pointer size.
+    const int32_t rows = (1 << 27) + 1;
+    const uint64_t tables = 2 * ((uint64_t(rows) * sizeof(RowData) + 63) / 64 * 64);
+    const std::string too_many = "row tables of " + std::to_string(rows) + " rows take " +
+                                 std::to_string(tables) + " bytes, more than a buffer holds.";
+    // Slot pitch of 2^31 for two rows; one luma slot that fits, but chroma
+    // rings that keep two luma rows of room; the tables.
+    const std::tuple<FrameFormat, Size, int32_t, int, std::string> cases[] = {
+        {ZQ_FRAME_GRAY8, {16, 4}, 0x7FFFFFC1, 2, "plane 0 take 4294967296 bytes"},
+        {ZQ_FRAME_I420, {16, 4}, 0x7FFFFFE0, 1, "plane 1 take 4294967360 bytes"},
+        {ZQ_FRAME_GRAY8, {1, 1 << 28}, 1, rows, ""},
+    };
+    Frame small;
+    small.reuse(ZQ_FRAME_GRAY8, {4, 4});
+    for (const auto& [format, size, luma_stride, window_size, slots] : cases) {
+        LayoutOnly producer;
+        producer.shape = FrameLayout(format, size, 1);
+        producer.shape.planes[0].stride = luma_stride;
+        RowWindow window;
+        window.reuse(small, 1);
+        EXPECT_TRUE(throwsExactly(
+            [&, window_size = window_size] { window.reuse(producer, window_size); },
+            ZQ_STATUS_OUT_OF_MEMORY,
+            "Data buffer allocation failure: Failure in RowWindow::reuse(...) : " +
+                (slots.empty() ? too_many
+                               : "row slots of " + slots + ", more than a buffer holds.")));
+        EXPECT_FALSE(window.initialized());
+    }
+    // The same tables over a wrapped frame, whose rows are never read.
+    unsigned char byte = 0;
+    unsigned char* planes[1] = {&byte};
+    const int32_t stride[1] = {1};
+    const Frame tall(ZQ_FRAME_GRAY8, {1, 1 << 28}, planes, stride);
+    RowWindow window;
+    EXPECT_TRUE(
+        throwsExactly([&] { window.reuse(tall, rows); }, ZQ_STATUS_OUT_OF_MEMORY,
+                      "Buffer allocation failure: Failure in RowWindow::reuse(...) : " + too_many));
+    EXPECT_FALSE(window.initialized());
+}
+
 // What a failed reuse leaves must not run a kernel: the row handed to produce
 // stays as it was.
 struct SentinelRow {

@@ -782,8 +782,17 @@ void ScalerAreaY::State::reuse(Source& source, const FrameLayout& layout, int ds
     const uint32_t channels =
         layout.format == ZQ_FRAME_YUYV ? 3u : uint32_t(_dst_layout.planes[0].channels);
     const uint32_t element = _dst_layout.planes[0].bits_per_channel == 8 ? 4u : 8u;
+    // In 64 bits: 4 bytes of sums per byte of a row of 2^30 bytes wrap 32 bits.
+    // What no Buffer can hold (its capacity is a 32-bit count, 2^32 - 64 at
+    // most) fails as the allocation would.
+    const uint64_t accum_bytes = uint64_t(uint32_t(_dst_layout.size.width)) * channels * element;
     try {
-        _accum.resize(uint32_t(_dst_layout.size.width) * channels * element, false);
+        if (accum_bytes > 0xFFFFFFFFull / Buffer::kAlignment * Buffer::kAlignment)
+            ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY,
+                     "Failure in ScalerAreaY::reuse(...) : accumulators take %llu bytes, more "
+                     "than a buffer holds.",
+                     static_cast<unsigned long long>(accum_bytes));
+        _accum.resize(uint32_t(accum_bytes), false);
     } catch (Exception& e) {
         ZQ_RETHROW(e, "%s");
     }

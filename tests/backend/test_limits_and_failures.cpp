@@ -287,6 +287,16 @@ TEST(Limits, AreaExtentsBeyondThe32BitPositionsAreRefused) {
         [&] { area_y.reuse(tall, 70000, ZQ_SCALER_FIXED_POINT_8S); }, ZQ_STATUS_OUT_OF_RANGE,
         "Failure in ScalerAreaY::reuse(...) : 40000 source to 70000 destination positions exceed "
         "the 32-bit position arithmetic."));
+    // ScalerAreaY keeps 4 bytes of sums per sample: 2^32 for a row of 2^30.
+    unsigned char byte = 0;
+    unsigned char* planes[1] = {&byte};
+    const int32_t wide_stride[1] = {1 << 30};
+    const Frame huge_row(ZQ_FRAME_GRAY8, {1 << 30, 1}, planes, wide_stride);
+    EXPECT_TRUE(throwsExactly(
+        [&] { area_y.reuse(huge_row, 1, ZQ_SCALER_FIXED_POINT_8S); }, ZQ_STATUS_OUT_OF_MEMORY,
+        "Failure in ScalerAreaY::reuse(...) : accumulators take 4294967296 bytes, more than a "
+        "buffer holds."));
+    EXPECT_FALSE(area_y.initialized());
 
     Frame src;
     src.reuse(ZQ_FRAME_GRAY8, {32768, 2});

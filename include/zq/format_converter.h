@@ -25,6 +25,15 @@ public:
     /// conversion looks at (one row into a 4:2:0 format). After a failure a
     /// converter that worked before still reports initialized(), and produce()
     /// writes nothing until the next successful reuse().
+    ///
+    /// A luma/chroma source into RGB24, RGB24_PLANAR, BGR24_PLANAR, BGR32F or
+    /// BGR32F_PLANAR has no conversion of its own; do not rely on what it does.
+    /// A new converter refuses it (ZQ_STATUS_OUT_OF_RANGE). One that converted
+    /// into a luma/chroma format before writes the generic luma/chroma rows laid
+    /// out as that format into the destination's planes, and throws
+    /// ZQ_STATUS_UNSUPPORTED_FORMAT, before any row is written, where that
+    /// layout would reach past the destination's rows (for instance YUV24,
+    /// YUYV or UYVY into a planar format).
     void reuse(const Frame& frame, FrameFormat dst_format);
     /// As above, fed by a producer.
     void reuse(IRowProducer& producer, FrameFormat dst_format);

@@ -18,11 +18,12 @@ FormatConverter::~FormatConverter() {
     delete _impl;
 }
 
-// A reuse that failed after the engine took the new pair and width would leave
-// the new row function over the old window: the function is dropped and the
-// window emptied, so that produce() writes nothing and reads no row. A failure
-// in the engine's own choice already leaves it without a function and the
-// window as it was.
+// A reuse that failed after the engine took the new pair and width (the
+// window refused its size, or the engine refused the destination's rows) would
+// leave the new row function over the old window: the function is dropped and
+// the window emptied, so that produce() writes nothing and reads no row. A
+// failure in the engine's own choice already leaves it without a function and
+// the window as it was.
 void FormatConverter::abandon(bool chosen) {
     if (!chosen) return;
     _impl->disarm();
@@ -45,8 +46,10 @@ void FormatConverter::reuse(const Frame& frame, FrameFormat dst_format) {
     _impl->reuse(frame.format(), dst_format, frame.width(), &window_size);
     chosen = true;
     _window.reuse(frame, window_size);
+    const FrameLayout dst_layout(dst_format, frame.size(), 64);
+    _impl->checkDestination(frame.format(), dst_layout);
     _src_layout = &frame.layout();
-    _dst_layout = FrameLayout(dst_format, frame.size(), 64);
+    _dst_layout = dst_layout;
     _row = 0;
     _initialized = _impl->initialized() ? 1 : 0;
 }
@@ -71,7 +74,9 @@ void FormatConverter::reuse(IRowProducer& producer, FrameFormat dst_format) {
     _impl->reuse(src_layout.format, dst_format, src_layout.size.width, &window_size);
     chosen = true;
     _window.reuse(producer, window_size);
-    _dst_layout = FrameLayout(dst_format, src_layout.size, 64);
+    const FrameLayout dst_layout(dst_format, src_layout.size, 64);
+    _impl->checkDestination(src_layout.format, dst_layout);
+    _dst_layout = dst_layout;
     _row = 0;
     _initialized = _impl->initialized() ? 1 : 0;
 }

@@ -83,6 +83,17 @@ void getFormatInfo(FrameFormat format, FormatInfo& info) {
     }
 }
 
+// Name of the luma/chroma format whose description `info` is (each has its
+// own), for messages.
+const char* describedFormat(const FormatInfo& info) {
+    for (int f = ZQ_FRAME_I420; f <= ZQ_FRAME_YUV444_PLANAR; ++f) {
+        FormatInfo known;
+        getFormatInfo(FrameFormat(f), known);
+        if (std::memcmp(&known, &info, sizeof info) == 0) return toString(FrameFormat(f));
+    }
+    return "no format";
+}
+
 // ------------------------------------------------------------ colour matrices
 
 // BGR to studio-swing YCbCr (BT.601), weights in 8.8 fixed point:
@@ -731,7 +742,8 @@ void ImplFormatConverter::get_context(FrameFormat src_format, FrameFormat dst_fo
                 // Every other destination that has a place here, without
                 // looking further: for one without a description the record
                 // is whatever an earlier call left in it (zeros when new, and
-                // then the window size of 0 is refused by the window).
+                // then the window size of 0 is refused by the window; else
+                // checkDestination refuses a layout that its rows cannot hold).
                 function = convertYuvToYuv;
                 rows = _dst_info.y_factor;
             }
@@ -744,6 +756,36 @@ void ImplFormatConverter::get_context(FrameFormat src_format, FrameFormat dst_fo
                  "Failure in ImplFormatConverter::get_context(...) : unsupported format.");
     _convert_row = function;
     if (window_size) *window_size = rows;
+}
+
+// Where the generic function runs on a description that is not the
+// destination's own, it writes `width` Y bytes from y_offset by y_step into
+// plane y_plane, and, when the row has both chroma planes, one V and one U for
+// each cell of x_factor pixels (the last cell part-filled at a width that is
+// not a multiple), from v_offset and u_offset by their steps. A run of n bytes
+// from `offset` by `step` ends at offset + (n - 1) * step + 1, which must not
+// pass the plane's row_bytes: those are all the bytes the caller's row holds.
+// Offsets are below 4, steps at most 4, the width below 2^31: int64 is exact.
+void ImplFormatConverter::checkDestination(FrameFormat src_format,
+                                           const FrameLayout& dst_layout) const {
+    if (_convert_row != convertYuvToYuv || isLumaChroma(dst_layout.format) || _width < 1) return;
+    const FormatInfo& d = _dst_info;
+    const auto fits = [&](int32_t plane, int32_t offset, int64_t count, int32_t step) {
+        return plane >= 0 && plane < dst_layout.plane_count &&
+               offset + (count - 1) * step + 1 <= dst_layout.planes[plane].row_bytes;
+    };
+    bool fit = d.x_factor > 0 && fits(d.y_plane, d.y_offset, _width, d.y_step);
+    if (fit && d.v_plane < dst_layout.plane_count && d.u_plane < dst_layout.plane_count) {
+        const int64_t cells = (int64_t(_width) + d.x_factor - 1) / d.x_factor;
+        fit = fits(d.v_plane, d.v_offset, cells, d.v_step) &&
+              fits(d.u_plane, d.u_offset, cells, d.u_step);
+    }
+    if (!fit)
+        ZQ_THROW(ZQ_STATUS_UNSUPPORTED_FORMAT,
+                 "Failure in ImplFormatConverter::checkDestination(...) : %s to %s has no "
+                 "conversion of its own, and the rows laid out as %s before do not fit its rows "
+                 "of %d pixels.",
+                 toString(src_format), toString(dst_layout.format), describedFormat(d), _width);
 }
 
 void ImplFormatConverter::produce(const RowData* const* rows, RowData& dst) {

@@ -48,6 +48,13 @@ public:
     /// here or a BGR32F_PLANAR source, ZQ_STATUS_UNSUPPORTED_FORMAT for a pair
     /// without a function.
     void get_context(FrameFormat src_format, FrameFormat dst_format, int* window_size);
+    /// Refuses a destination whose rows cannot hold what the chosen function
+    /// writes into them, before any row is written. Only the generic
+    /// luma/chroma function into a format without a description can miss: it
+    /// writes by the layout that the last luma/chroma destination left in the
+    /// record, which may reach past the destination's rows. Throws
+    /// ZQ_STATUS_UNSUPPORTED_FORMAT then.
+    void checkDestination(FrameFormat src_format, const FrameLayout& dst_layout) const;
     /// Drops the chosen function (the flag stays): produce() then writes
     /// nothing. For a converter whose set-up failed after the choice.
     void disarm() { _convert_row = nullptr; }

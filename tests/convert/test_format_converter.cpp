@@ -317,6 +317,75 @@ TEST(FormatConverter, RefusedAndStaleStates) {
     }
 }
 
+// A luma/chroma source into RGB24, the planar or the float BGR formats takes
+// the generic function with whatever luma/chroma layout the converter's last
+// such destination left. Where that layout fits the destination's rows, it is
+// written there; where it would reach past them, reuse refuses before any row
+// is written. Through CvBackendBase and through a converter fed by a producer,
+// into the bottom right region of a sentinel frame over memory that ends with
+// its last row: the bytes around the region keep the sentinel.
+TEST(FormatConverter, LeftoverLayoutsStayInsideTheRows) {
+    const std::tuple<FrameFormat, FrameFormat, int, bool> cases[] = {
+        {ZQ_FRAME_YUV24, ZQ_FRAME_RGB24_PLANAR, 6, true},  // 3W bytes into rows of W
+        {ZQ_FRAME_UYVY, ZQ_FRAME_BGR24_PLANAR, 4, true},
+        {ZQ_FRAME_NV21, ZQ_FRAME_BGR24_PLANAR, 5, true},  // U one byte past an odd row
+        {ZQ_FRAME_YUYV, ZQ_FRAME_RGB24, 1, true},         // V at byte 3 of 3
+        {ZQ_FRAME_NV21, ZQ_FRAME_BGR24_PLANAR, 4, false},
+        {ZQ_FRAME_YV12, ZQ_FRAME_RGB24_PLANAR, 5, false},
+        {ZQ_FRAME_YUYV, ZQ_FRAME_RGB24, 3, false},
+        {ZQ_FRAME_YUV24, ZQ_FRAME_BGR32F_PLANAR, 5, false},
+        {ZQ_FRAME_YUV24, ZQ_FRAME_RGB24, 5, false}};  // the rows of YUV24, byte for byte
+    for (const auto& [before, df, w, refused] : cases)
+        for (const bool backend : {true, false}) {
+            SCOPED_TRACE(testing::Message() << toString(before) << " then " << toString(df) << " "
+                                            << w << (backend ? " backend" : " producer"));
+            const Frame src = makeSource(ZQ_FRAME_I420, {w, 3}, uint32_t(w));
+            const FrameLayout layout(df, {w + 3, 4}, 1);
+            std::vector<std::vector<unsigned char>> memory(3);
+            unsigned char* planes[3] = {};
+            int32_t strides[3] = {};
+            for (int p = 0; p < layout.plane_count; ++p) {
+                memory[p].assign(size_t(layout.planes[p].plane_bytes), 0xA5);
+                planes[p] = memory[p].data();
+                strides[p] = layout.planes[p].stride;
+            }
+            const auto sentinel = memory;
+            Frame big(df, layout.size, planes, strides), earlier;
+            Frame region = getRegion(big, Rect(3, 1, w, 3));
+            CvBackendBase base;
+            FormatConverter conv;
+            zqtest::FrameProducer producer(src);
+            earlier.reuse(before, src.size());
+            backend ? base.colorCvt(src, earlier, emptyRoi())
+                    : (conv.reuse(producer, before), produceFrame(conv, earlier));
+            producer.reset(src);
+            auto convert = [&] {
+                backend ? base.colorCvt(src, region, emptyRoi())
+                        : (conv.reuse(producer, df), produceFrame(conv, region));
+            };
+            if (refused) {
+                EXPECT_TRUE(zqtest::throwsExactly(
+                    convert, ZQ_STATUS_UNSUPPORTED_FORMAT,
+                    "Failure in ImplFormatConverter::checkDestination(...) : I420 to " +
+                        std::string(toString(df)) +
+                        " has no conversion of its own, and the rows laid out as " +
+                        toString(before) + " before do not fit its rows of " + std::to_string(w) +
+                        " pixels."));
+            } else {
+                convert();
+            }
+            for (int y = 0; y < 3; ++y) {
+                if (before == ZQ_FRAME_YUV24 && df == ZQ_FRAME_RGB24) {
+                    EXPECT_EQ(std::memcmp(at(region, 0, y), at(earlier, 0, y), 3 * size_t(w)), 0);
+                }
+                for (int p = 0; p < layout.plane_count; ++p)
+                    std::memset(at(region, p, y), 0xA5,
+                                size_t(region.layout().planes[p].row_bytes));
+            }
+            EXPECT_TRUE(memory == sentinel);
+        }
+}
+
 }  // namespace
 
 // The row conversions whose loops go by cells and blocks of cells, over every width from 1 to 70

@@ -262,56 +262,25 @@ TEST(ScalerConvolutional, KeptTablesOnANarrowerSource) {
 TEST(ScalerConvolutional, BetweenLibraryStages) {
     examples::LanczosKernel lanczos;
     examples::GaussianKernel gauss;
-    enum Feed { Copier, Bilinear, Converter };
+    enum Feed { Copier, Bilinear, Converter };  // the Scaler takes 3/4, the converter BGR24
+    const auto P8 = ZQ_SCALER_FIXED_POINT_8S, P16 = ZQ_SCALER_FIXED_POINT_16S;
     struct Case {
         Feed feed;
-        FrameFormat in, fed;
-        Size from, over, to;
+        FrameFormat fed;
+        Size from, to;
         IKernel& k;
         ScalerPrecision prec;
         FrameFormat out;
     } cases[] = {
-        {Copier,
-         ZQ_FRAME_I420,
-         ZQ_FRAME_I420,
-         {37, 29},
-         {37, 29},
-         {9, 7},
-         lanczos,
-         ZQ_SCALER_FIXED_POINT_16S,
-         ZQ_FRAME_BGR24},
-        {Bilinear,
-         ZQ_FRAME_BGR24,
-         ZQ_FRAME_BGR24,
-         {60, 44},
-         {45, 33},
-         {13, 10},
-         gauss,
-         ZQ_SCALER_FIXED_POINT_8S,
-         ZQ_FRAME_I420},
-        {Converter,
-         ZQ_FRAME_BGR24,
-         ZQ_FRAME_NV12,
-         {50, 34},
-         {50, 34},
-         {11, 9},
-         lanczos,
-         ZQ_SCALER_FIXED_POINT_8S,
-         ZQ_FRAME_BGR24},
-        {Converter,
-         ZQ_FRAME_BGR24,
-         ZQ_FRAME_GRAY8,
-         {300, 20},
-         {300, 20},
-         {1, 20},
-         lanczos,
-         ZQ_SCALER_FIXED_POINT_16S,
-         ZQ_FRAME_BGR24},
+        {Copier, ZQ_FRAME_I420, {37, 29}, {9, 7}, lanczos, P16, ZQ_FRAME_BGR24},
+        {Bilinear, ZQ_FRAME_BGR24, {60, 44}, {13, 10}, gauss, P8, ZQ_FRAME_I420},
+        {Converter, ZQ_FRAME_NV12, {50, 34}, {11, 9}, lanczos, P8, ZQ_FRAME_BGR24},
+        {Converter, ZQ_FRAME_GRAY8, {300, 20}, {1, 20}, lanczos, P16, ZQ_FRAME_BGR24},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(::testing::Message()
                      << c.feed << " " << toString(c.fed) << " -> " << toString(c.out));
-        const Frame src = ref::make(c.in, c.from, 21u + c.fed);
+        const Frame src = ref::make(c.feed == Converter ? ZQ_FRAME_BGR24 : c.fed, c.from, 21u);
         struct Feeds {
             RowCopier copier;
             Scaler scaler;
@@ -319,8 +288,10 @@ TEST(ScalerConvolutional, BetweenLibraryStages) {
         } a, b;
         auto feed = [&](Feeds& f) -> IRowProducer& {
             if (c.feed == Copier) return f.copier.reuse(src), f.copier;
-            if (c.feed == Bilinear) return f.scaler.reuse(src, c.over, ZQ_SCALE_BILINEAR), f.scaler;
-            return f.converter.reuse(src, c.fed), f.converter;
+            if (c.feed == Converter) return f.converter.reuse(src, c.fed), f.converter;
+            f.scaler.reuse(src, Size(c.from.width * 3 / 4, c.from.height * 3 / 4),
+                           ZQ_SCALE_BILINEAR);
+            return f.scaler;
         };
         Frame fed, want, got;
         produceFrame(feed(a), fed);

@@ -52,17 +52,10 @@ TEST(ConvTables, WorkedNumbers) {
     EXPECT_EQ(d._aperture, 3);
 }
 
-TEST(ConvTables, BuilderStridesAndRows) {
-    impl::ScaleKernelBuilder<short> s;
+// Row indices, the capacity failures and the phase tolerance of the builder (the strides show
+// in every table the stage tests read).
+TEST(ConvTables, BuilderRows) {
     impl::ScaleKernelBuilder<signed char> c;
-    for (auto [aperture, stride] : {std::pair{1, 64}, {32, 64}, {33, 128}}) {
-        s.reuse(aperture);
-        EXPECT_EQ(s._stride, stride);
-        EXPECT_EQ(s._data.size(), unsigned(stride * (aperture + 16)));
-    }
-    c.reuse(64);
-    EXPECT_EQ(c._stride, 64);
-
     const signed char w[2] = {40, 24};
     c.reuse(2);
     EXPECT_EQ(c.addBorderKernel(w), 16);

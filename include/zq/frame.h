@@ -277,15 +277,16 @@ struct WrappedFrameRoom {
 /// | UYVY       |        | 2W + 4         | the same with 4-byte elements                |
 /// | YUYV, UYVY |        | 2              | conversion to them at an odd width writes    |
 /// |            |        |                | the pad byte of the last cell                |
-/// | all        |        | P              | ScalerConvolutional: one pixel past a row    |
-/// |            |        | (1024, see     | while the plane is at least as wide as the   |
-/// |            |        | below)         | kernel's taps                                |
+/// | all        |        | P              | ScalerConvolutional: one pixel past a row,   |
+/// |            |        | (1024, see     | whatever the kernel and the plane's width    |
+/// |            |        | below)         | (more only with kept tables, see below)      |
 ///
-/// ScalerConvolutional reads further past a row on a source plane narrower
-/// than its kernel's taps, or when it keeps tables built for a wider source
-/// (a reuse that changes only the source width): up to 1024 bytes, never more
-/// (its reuse refuses such tables). wrappedFrameRoom() does not know the
-/// kernel: leave 1024 bytes after the last row of a plane for those cases.
+/// ScalerConvolutional reads more than one pixel past a row only when it keeps
+/// tables built for a wider source (a reuse that changes only the source
+/// width) and runs them on the narrower one: up to 1024 bytes, never more (its
+/// reuse refuses tables that would read further). wrappedFrameRoom() does not
+/// know the kernel: leave 1024 bytes after the last row of a plane when a
+/// ScalerConvolutional is reused on a narrower source.
 ///
 /// (W - w + 1) P is one pixel for planes of full width, and about half a row
 /// for the chroma planes of 4:2:0 and 4:2:2 formats. Any stride from

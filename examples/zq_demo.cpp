@@ -5,7 +5,9 @@
 //    picture: pipeline result, vector result, and the difference of each from the source,
 //    amplified eight times;
 //  - resizing to half size with each method of each road, and back up to the source size with
-//    the same method, to measure what the method loses;
+//    the same method, to measure what the method loses; likewise reductions to half by
+//    ScalerConvolutional with two kernels of examples/zq_kernels.h (Lanczos-3 and Gaussian),
+//    brought back by the pipeline's bilinear scaler, since that stage only reduces;
 //  - a chain Scaler -> FormatConverter run by produceFrame, compared with the same two steps
 //    done one after the other on whole frames.
 //
@@ -30,6 +32,7 @@
 
 #include "demo_pattern.h"
 #include "png_io.h"
+#include "zq_kernels.h"
 
 namespace {
 
@@ -246,6 +249,40 @@ int main(int argc, char** argv) {
                                save(name, sideBySide({small, again}))});
         }
 
+        // Reductions to half with a client's kernel (16-bit weights), back to full size by
+        // the pipeline's bilinear scaler: the convolutional scaler does not enlarge.
+        zq::examples::LanczosKernel lanczos3(3);
+        zq::examples::GaussianKernel gaussian;
+        struct Kernel {
+            zq::IKernel* kernel;
+            const char* name;
+        };
+        base.setIntProperty(zq::ZQ_CV_PROPERTY_RESIZE_METHOD, zq::ZQ_SCALE_BILINEAR);
+        for (const Kernel k : {Kernel{&lanczos3, "lanczos3"}, Kernel{&gaussian, "gaussian"}}) {
+            zq::ScalerConvolutional reducer;
+            zq::Frame small, again;
+            small.reuse(zq::ZQ_FRAME_BGR24, half);
+            again.reuse(zq::ZQ_FRAME_BGR24, source.size());
+            double ms = 0;
+            try {
+                ms = msPerFrame([&] {
+                    reducer.reuse(*k.kernel, source, half, zq::ZQ_SCALER_FIXED_POINT_16S);
+                    zq::produceFrame(reducer, small);
+                });
+            } catch (zq::Exception& e) {
+                // A picture the stage cannot take: fewer rows than the kernel has
+                // taps, or a side above 8192 pixels.
+                std::fprintf(stderr, "%s reduction skipped: %s\n", k.name, e.what());
+                continue;
+            }
+            base.resize(small, again, zq::emptyRoi(), zq::emptyRoi());
+            const Comparison c = compare(again, source);
+            results.push_back(
+                {std::string("resize ") + k.name + " to half, back bilinear", "pipeline", half, ms,
+                 psnrText(c), c.max_difference,
+                 save(std::string("resize_pipeline_") + k.name, sideBySide({small, again}))});
+        }
+
         // A chain: area scaling to half, then I420, with no intermediate image;
         // the same two steps on whole frames give the same bytes.
         const zq::Size small(source.width() / 2 & ~1, source.height() / 2 & ~1);
@@ -294,6 +331,7 @@ int main(int argc, char** argv) {
     std::printf(
         "\nroundtrip_*.png: pipeline result, vector result (where the vector road has the\n"
         "format), then the difference of each from the source, times 8.\n"
-        "resize_*.png: half size, and back at full size.\n");
+        "resize_*.png: half size, and back at full size (lanczos3 and gaussian: reduced by\n"
+        "ScalerConvolutional, back by the pipeline's bilinear scaler).\n");
     return 0;
 }

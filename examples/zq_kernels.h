@@ -67,6 +67,11 @@ private:
 
 /// Lanczos window of `lobes` lobes (3 for Lanczos-3): sinc(x) sinc(x / lobes)
 /// in output pixels, with negative lobes, 2 * lobes output pixels wide.
+///
+/// Lanczos-3 reducing by a factor s spans 6 s source pixels, 6 s + 1 taps at
+/// most. ZQ_SCALER_FIXED_POINT_8S holds at most 64 taps, so that it refuses
+/// Lanczos-3 beyond about a 10.5x reduction (ZQ_STATUS_CAPACITY_EXCEEDED);
+/// ZQ_SCALER_FIXED_POINT_16S reaches further, up to 16384 taps.
 class LanczosKernel : public IKernel {
 public:
     explicit LanczosKernel(int lobes = 3) : _lobes(float(lobes)) {}

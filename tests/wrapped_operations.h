@@ -14,6 +14,7 @@
 #include <functional>
 #include <vector>
 
+#include "../examples/zq_kernels.h"
 #include "all_formats.h"
 
 namespace zqtest {
@@ -24,6 +25,13 @@ inline std::vector<zq::Size> sizesAround(zq::Size size) {
     const int w = size.width, h = size.height;
     return {{2 * w + 1, 2 * h + 1},         {(w + 1) / 2, (h + 1) / 2}, {w, 2 * h}, {2 * w, h},
             {w > 2 ? w - 1 : w + 3, h + 1}, {w / 3 + 1, h / 3 + 1},     {1, 1},     {1, h + 1}};
+}
+
+/// Reductions of `size` for the convolutional scaler, which refuses to
+/// enlarge: both axes at scale 1, one axis at a time, and down to one pixel.
+inline std::vector<zq::Size> reductionsOf(zq::Size size) {
+    const int w = size.width, h = size.height;
+    return {{w, h}, {(w + 1) / 2, (h + 1) / 2}, {w, (h + 2) / 3}, {w / 3 + 1, h}, {1, 1}};
 }
 
 /// Runs `fn`, ignoring the library's refusals: the point is what it touches.
@@ -76,19 +84,40 @@ inline std::vector<Operation> operationsOn() {
                                    pipeline(scaler);
                                });
                    }});
-    ops.push_back({"ScalerArea8", true, [=](Frame& src) {
-                       for (Size size : sizesAround(src.size())) {
-                           attempt([&] {
-                               ScalerAreaX x;
-                               x.reuse(src, size.width, ZQ_SCALER_FIXED_POINT_8S);
-                               pipeline(x);
-                           });
-                           attempt([&] {
-                               ScalerAreaY y;
-                               y.reuse(src, size.height, ZQ_SCALER_FIXED_POINT_8S);
-                               pipeline(y);
-                           });
-                       }
+    const ScalerPrecision precisions[] = {ZQ_SCALER_FIXED_POINT_8S, ZQ_SCALER_FIXED_POINT_16S};
+    ops.push_back({"ScalerAreaX, ScalerAreaY", true, [=](Frame& src) {
+                       for (Size size : sizesAround(src.size()))
+                           for (auto precision : precisions) {
+                               attempt([&] {
+                                   ScalerAreaX x;
+                                   x.reuse(src, size.width, precision);
+                                   pipeline(x);
+                               });
+                               attempt([&] {
+                                   ScalerAreaY y;
+                                   y.reuse(src, size.height, precision);
+                                   pipeline(y);
+                               });
+                           }
+                   }});
+    // A fresh stage per size: tables kept from a wider source may read further
+    // than the room (see the wrapping Frame constructor). Lanczos-3 has more
+    // taps than the small planes are wide; the box has one or two at scale 1.
+    auto convolve = [=](const Frame& src, Size size,
+                        const std::function<void(IRowProducer&)>& run) {
+        examples::LanczosKernel lanczos3(3);
+        examples::BoxKernel box;
+        IKernel* kernels[] = {&lanczos3, &box};
+        for (IKernel* kernel : kernels)
+            for (auto precision : precisions)
+                attempt([&] {
+                    ScalerConvolutional conv;
+                    conv.reuse(*kernel, src, size, precision);
+                    run(conv);
+                });
+    };
+    ops.push_back({"ScalerConvolutional", true, [=](Frame& src) {
+                       for (Size size : reductionsOf(src.size())) convolve(src, size, pipeline);
                    }});
     ops.push_back(
         {"scaleAreaXY", true, [=](Frame& src) {
@@ -172,6 +201,12 @@ inline std::vector<Operation> operationsOn() {
                                xy.reuse(src, dst.size(), ZQ_SCALER_FIXED_POINT_16S);
                                produceFrame(xy, dst);
                            });
+                   }});
+    ops.push_back({"ScalerConvolutional", false, [=](Frame& dst) {
+                       const Size sizes[] = {dst.size(), sizesAround(dst.size())[0]};
+                       for (Size size : sizes)
+                           convolve(ownedFrame(dst.format(), size), dst.size(),
+                                    [&](IRowProducer& conv) { produceFrame(conv, dst); });
                    }});
     return ops;
 }

@@ -1,7 +1,7 @@
 // Frames over application memory with exactly the room of wrappedFrameRoom(),
 // each plane between pages that fault on any access: every stage and backend
-// runs over them as source and as destination. A read or write outside the
-// documented room ends the test program with a fault.
+// runs over them, and over a region of them, as source and as destination. A
+// read or write outside the documented room ends the test program with a fault.
 #include "test_support.h"
 #include "wrapped_operations.h"
 
@@ -35,7 +35,7 @@ class WrappedRoom : public ::testing::TestWithParam<FrameFormat> {};
 
 TEST_P(WrappedRoom, EveryOperationStaysInsideTheDocumentedRoom) {
     const FrameFormat format = GetParam();
-    const Size sizes[] = {{1, 1}, {2, 2}, {7, 5}, {65, 7}};
+    const Size sizes[] = {{1, 1}, {2, 2}, {7, 5}, {65, 7}, {3, 21}};
     const auto operations = zqtest::operationsOn();
     for (Size size : sizes) {
         const FrameLayout layout(format, size, 1);
@@ -47,14 +47,24 @@ TEST_P(WrappedRoom, EveryOperationStaysInsideTheDocumentedRoom) {
                         5 * layout.planes[p].row_bytes / layout.planes[p].width;
         const std::pair<const int32_t*, bool> placements[] = {
             {nullptr, false}, {nullptr, true}, {padded, true}};
+        // The bottom-right corner from even offsets: the region's last rows end
+        // where the frame's do (on sub-sampled planes too), so the frame's room
+        // is all that lies past them. Skipped where it is the whole frame.
+        const Rect corner(size.width / 4 * 2, size.height / 4 * 2, size.width - size.width / 4 * 2,
+                          size.height - size.height / 4 * 2);
         for (const auto& [strides, at_end] : placements)
-            for (const auto& op : operations) {
-                SCOPED_TRACE(::testing::Message()
-                             << op.name << (op.reads ? " from " : " into ") << size.width << "x"
-                             << size.height << (strides ? " padded" : " tight")
-                             << (at_end ? " at end" : " at start"));
-                GuardedFrame guarded(format, size, strides, at_end);
-                op.run(guarded.frame);
+            for (const bool region : {false, true}) {
+                if (region && corner.x() == 0 && corner.y() == 0) continue;
+                for (const auto& op : operations) {
+                    SCOPED_TRACE(::testing::Message()
+                                 << op.name << (op.reads ? " from " : " into ") << size.width << "x"
+                                 << size.height << (strides ? " padded" : " tight")
+                                 << (at_end ? " at end" : " at start")
+                                 << (region ? " in the corner region" : ""));
+                    GuardedFrame guarded(format, size, strides, at_end);
+                    Frame frame = region ? getRegion(guarded.frame, corner) : guarded.frame;
+                    op.run(frame);
+                }
             }
     }
 }

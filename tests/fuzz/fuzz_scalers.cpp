@@ -1,8 +1,10 @@
-// The scaling stages and the Scaler facade: random formats, sizes, methods and
-// precisions, fed by frames or by a producer, reconfigured several times on
-// the same objects so that failed set-ups meet later rows.
+// The scaling stages and the Scaler facade: random formats, sizes, regions,
+// methods, precisions and convolution kernels, fed by frames or by a
+// producer, reconfigured several times on the same objects so that failed
+// set-ups meet later rows.
 #include <zq/scaler_area.h>
 #include <zq/scaler_bilinear.h>
+#include <zq/scaler_convolutional.h>
 #include <zq/scaler_nn.h>
 
 #include <deque>
@@ -22,25 +24,14 @@ struct Stages {
     ScalerAreaX area_x;
     ScalerAreaY area_y;
     scaleAreaXY area_xy;
-    bool used[8] = {};
+    ScalerConvolutional convolutional;
+    bool used[9] = {};
 };
 
 IRowProducer& stageAt(Stages& s, int i) {
-    IRowProducer* all[] = {&s.scaler,      &s.nearest, &s.bilinear_x, &s.bilinear_y,
-                           &s.bilinear_xy, &s.area_x,  &s.area_y,     &s.area_xy};
+    IRowProducer* all[] = {&s.scaler, &s.nearest, &s.bilinear_x, &s.bilinear_y,   &s.bilinear_xy,
+                           &s.area_x, &s.area_y,  &s.area_xy,    &s.convolutional};
     return *all[i];
-}
-
-ScalerPrecision pickPrecision(FuzzedDataProvider& in) {
-    switch (in.ConsumeIntegralInRange<int>(0, 4)) {
-        case 0:
-            return ScalerPrecision(in.ConsumeIntegral<int32_t>());
-        case 1:
-        case 2:
-            return ZQ_SCALER_FIXED_POINT_8S;
-        default:
-            return ZQ_SCALER_FIXED_POINT_16S;
-    }
 }
 
 // Configures stage `i` from `frame` (or from `feed`, a producer over it).
@@ -63,11 +54,17 @@ void configure(Stages& s, int i, Source& source, Size dst, FuzzedDataProvider& i
             s.bilinear_xy.reuse(source, dst);
             break;
         case 5:
-            s.area_x.reuse(source, dst.width, pickPrecision(in));
+            s.area_x.reuse(source, dst.width, zqfuzz::pickPrecision(in));
             break;
         case 6:
-            s.area_y.reuse(source, dst.height, pickPrecision(in));
+            s.area_y.reuse(source, dst.height, zqfuzz::pickPrecision(in));
             break;
+        case 8: {
+            // The kernel lives for the reuse alone.
+            zqfuzz::Kernels kernels(in);
+            s.convolutional.reuse(kernels.pick(in), source, dst, zqfuzz::pickPrecision(in));
+            break;
+        }
     }
 }
 
@@ -80,16 +77,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::deque<RowCopier> feeds;
     const int rounds = in.ConsumeIntegralInRange<int>(1, 3);
     for (int round = 0; round < rounds && in.remaining_bytes() > 0; ++round) {
-        const int i = in.ConsumeIntegralInRange<int>(0, 7);
+        const int i = in.ConsumeIntegralInRange<int>(0, 8);
         sources.push_back(zqfuzz::ownedFrame(in, zqfuzz::pickFormat(in), zqfuzz::pickSize(in)));
         Frame& src = sources.back();
         if (!src.initialized()) continue;
+        if (in.ConsumeBool())
+            zqfuzz::attempt([&] { src = getRegion(src, zqfuzz::pickRegion(in, src.size())); });
         const Size dst = zqfuzz::pickSize(in);
         const bool by_producer = i != 7 && in.ConsumeBool();
         bool ok = false;
         zqfuzz::attempt([&] {
             if (i == 7) {
-                stages.area_xy.reuse(src, dst, pickPrecision(in));
+                stages.area_xy.reuse(src, dst, zqfuzz::pickPrecision(in));
             } else if (by_producer) {
                 feeds.emplace_back();
                 feeds.back().reuse(src);

@@ -3,6 +3,7 @@
 // size, stride, contents and region; one random stage or backend call reads
 // the frame or writes it.
 #include <zq/scaler_area.h>
+#include <zq/scaler_convolutional.h>
 
 #include <memory>
 #include <vector>
@@ -21,7 +22,7 @@ void readFrom(Frame& src, FuzzedDataProvider& in) {
         out.reuse(stage.layout().format, stage.layout().size);
         produceFrame(stage, out);
     };
-    switch (in.ConsumeIntegralInRange<int>(0, 4)) {
+    switch (in.ConsumeIntegralInRange<int>(0, 5)) {
         case 0: {
             Scaler scaler;
             scaler.reuse(src, size, ScaleMethod(in.ConsumeIntegralInRange<int32_t>(0, 2)));
@@ -39,6 +40,15 @@ void readFrom(Frame& src, FuzzedDataProvider& in) {
             FormatConverter converter;
             converter.reuse(src, zqfuzz::pickFormat(in));
             run(converter);
+            break;
+        }
+        case 3: {
+            // A new stage: tables kept from a wider source may read further
+            // than the room (see the wrapping Frame constructor).
+            zqfuzz::Kernels kernels(in);
+            ScalerConvolutional conv;
+            conv.reuse(kernels.pick(in), src, size, zqfuzz::pickPrecision(in));
+            run(conv);
             break;
         }
         default: {
@@ -75,7 +85,7 @@ void writeInto(Frame& dst, FuzzedDataProvider& in) {
     backend.setIntProperty(ZQ_CV_PROPERTY_RESIZE_METHOD, in.ConsumeIntegralInRange<int32_t>(0, 2));
     const bool same_format = in.ConsumeBool();
     const FrameFormat format = same_format ? dst.format() : zqfuzz::pickFormat(in);
-    switch (in.ConsumeIntegralInRange<int>(0, 3)) {
+    switch (in.ConsumeIntegralInRange<int>(0, 4)) {
         case 0:
             backend.resize(zqfuzz::ownedFrame(in, dst.format(), zqfuzz::pickSize(in)), dst, Rect(),
                            zqfuzz::pickRegion(in, dst.size()));
@@ -91,6 +101,20 @@ void writeInto(Frame& dst, FuzzedDataProvider& in) {
             scaleAreaXY area;
             area.reuse(src, dst.size(), ZQ_SCALER_FIXED_POINT_16S);
             produceFrame(area, dst);
+            break;
+        }
+        case 4: {
+            // From a source up to four times as large on each axis: the
+            // convolutional scaler only reduces.
+            const Size size(dst.width() * in.ConsumeIntegralInRange<int32_t>(1, 4) +
+                                in.ConsumeIntegralInRange<int32_t>(0, 3),
+                            dst.height() * in.ConsumeIntegralInRange<int32_t>(1, 4) +
+                                in.ConsumeIntegralInRange<int32_t>(0, 3));
+            const Frame src = zqfuzz::ownedFrame(in, dst.format(), size);
+            zqfuzz::Kernels kernels(in);
+            ScalerConvolutional conv;
+            conv.reuse(kernels.pick(in), src, dst.size(), zqfuzz::pickPrecision(in));
+            produceFrame(conv, dst);
             break;
         }
     }

@@ -50,6 +50,54 @@ void runBackend(ICvBackend& backend, FuzzedDataProvider& in) {
     }
 }
 
+// A tensor extent: small mostly, else next to a power of two up to 2^31, or any.
+uint32_t pickExtent(FuzzedDataProvider& in) {
+    switch (in.ConsumeIntegralInRange<int>(0, 3)) {
+        case 0:
+            return (1u << in.ConsumeIntegralInRange<int>(0, 31)) +
+                   uint32_t(in.ConsumeIntegralInRange<int>(-1, 1));
+        case 1:
+            return in.ConsumeIntegral<uint32_t>();
+        default:
+            return in.ConsumeIntegralInRange<uint32_t>(0, 9);
+    }
+}
+
+// A half tensor of any extents and strides, dense or given: the layout's byte
+// arithmetic runs on all of them, the conversion on those that fit 64 KiB, or
+// now and then 128 MiB (with 256 MiB of floats, ASan's shadow and quarantine
+// stay well under the fuzzer's 2 GiB).
+void convertTensor(FuzzedDataProvider& in) {
+    TensorSize dims, strides;
+    dims.count = in.ConsumeIntegralInRange<uint32_t>(0, 4);
+    for (uint32_t i = 0; i < dims.count; ++i) dims.dims[i] = pickExtent(in);
+    if (in.ConsumeBool()) {
+        strides.count = dims.count;
+        for (uint32_t i = 0; i < strides.count; ++i) strides.dims[i] = pickExtent(in);
+    }
+    const TensorDataType type = in.ConsumeIntegralInRange<int>(0, 15) == 0
+                                    ? TensorDataType(in.ConsumeIntegralInRange<int>(0, 5))
+                                    : TENSOR_FLOAT_16;
+    const TensorLayout layout(type, TensorFormat(in.ConsumeIntegralInRange<int>(0, 2)), dims,
+                              strides, TENSOR_ORDER_NONE);
+    const uint32_t limit = in.ConsumeIntegralInRange<int>(0, 15) == 0 ? 128u << 20 : 64u << 10;
+    if (layout.bytes() > limit) return;
+    Tensor half, full;
+    half.reuse(layout);
+    if (half.data()) in.ConsumeData(half.data(), half.layout().bytes());
+    switch (in.ConsumeIntegralInRange<int>(0, 2)) {
+        case 0:
+            full = half;  // the destination shares the source's storage
+            break;
+        case 1:  // storage of another size to keep or replace
+            full.reuse(TensorLayout(TENSOR_FLOAT_32, TENSOR_FORMAT_NCHW,
+                                    TensorSize(in.ConsumeIntegralInRange<uint32_t>(1, 4096)),
+                                    TensorSize(), TENSOR_ORDER_NONE));
+            break;
+    }
+    tensorFp16ToFp32(half, full);
+}
+
 void runFreeFunctions(FuzzedDataProvider& in) {
     const Frame src = zqfuzz::ownedFrame(in, zqfuzz::pickFormat(in), zqfuzz::pickSize(in));
     Frame dst;
@@ -76,17 +124,7 @@ void runFreeFunctions(FuzzedDataProvider& in) {
             break;
         }
         case 3:
-            zqfuzz::attempt([&] {
-                const TensorSize dims(in.ConsumeIntegralInRange<uint32_t>(0, 4),
-                                      in.ConsumeIntegralInRange<uint32_t>(0, 9),
-                                      in.ConsumeIntegralInRange<uint32_t>(0, 9));
-                const TensorLayout layout(TENSOR_FLOAT_16, TENSOR_FORMAT_NCHW, dims, TensorSize(),
-                                          TENSOR_ORDER_NONE);
-                Tensor half, full;
-                half.reuse(layout);
-                if (half.data()) in.ConsumeData(half.data(), half.layout().bytes());
-                tensorFp16ToFp32(half, full);
-            });
+            zqfuzz::attempt([&] { convertTensor(in); });
             break;
     }
 }

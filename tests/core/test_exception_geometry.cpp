@@ -56,10 +56,7 @@ TEST(Exception, FailureInsideTheLibraryIsCaughtByType) {
     }
 }
 
-TEST(Geometry, SizeEmptyAndRectCrop) {
-    for (zq::Size s : {zq::Size(0, 5), zq::Size(5, 0), zq::Size(-1, 5)}) EXPECT_TRUE(s.empty());
-    EXPECT_FALSE(zq::Size(1, 1).empty());
-    EXPECT_TRUE(zq::Rect().empty());
+TEST(Geometry, RectCrop) {
     const struct {
         zq::Rect in, out;
     } cases[] = {

@@ -59,8 +59,6 @@ TEST(FrameLayout, PlanesFollowTheFormat) {
     const FrameLayout yuyv(zq::ZQ_FRAME_YUYV, Size(33, 2), 64);
     EXPECT_EQ(yuyv.planes[0].row_bytes, 66);
     EXPECT_GE(yuyv.planes[0].stride, 4 * 33);
-    for (int f = -3; f < 40; ++f) EXPECT_NE(zq::toString(zq::FrameFormat(f)), nullptr);
-    EXPECT_STREQ(zq::toString(zq::ZQ_FRAME_BGR24), "BGR24");
 }
 
 TEST(Frame, HandlesSharePixelsAndCopyToDoesNot) {
@@ -94,8 +92,6 @@ TEST(Frame, HandlesSharePixelsAndCopyToDoesNot) {
 TEST(Frame, AllocatedRowsAreAlignedZeroedAndGuarded) {
     zq::Frame f;
     f.reuse(zq::ZQ_FRAME_I420, Size(5, 5), zq::DeviceContext(3, 1));
-    EXPECT_TRUE(f.deviceContext() == zq::DeviceContext(3, 1));
-    EXPECT_FALSE(f.deviceContext() == zq::DeviceContext::cpuContext());
     for (int p = 0; p < 3; ++p) EXPECT_EQ(reinterpret_cast<uintptr_t>(f.data(p)) % 64, 0u);
     // Reads around the pixels stay inside the allocation (AddressSanitizer
     // checks it) and see zeros on every machine.
@@ -112,7 +108,6 @@ TEST(Frame, WrapsApplicationMemory) {
     zq::Frame f(zq::ZQ_FRAME_NV12, Size(6, 4), planes, strides);
     EXPECT_EQ(f.data(1), uv.data());
     EXPECT_EQ(f.layout().planes[1].plane_bytes, 20);
-    EXPECT_TRUE(f.deviceContext() == zq::DeviceContext::cpuContext());
     EXPECT_THROW(zq::Frame(zq::ZQ_FRAME_NV12, Size(6, 4), planes, short_strides), zq::Exception);
     unsigned char* missing[2] = {y.data(), nullptr};
     EXPECT_THROW(zq::Frame(zq::ZQ_FRAME_NV12, Size(6, 4), missing, strides), zq::Exception);
@@ -170,17 +165,6 @@ TEST(GetRegion, ViewsThePixelsOfTheParent) {
     } catch (zq::Exception& e) {
         EXPECT_EQ(e.status(), zq::ZQ_STATUS_OUT_OF_RANGE);
     }
-}
-
-TEST(Buffer, ResizeKeepsLargeEnoughStorage) {
-    zq::Buffer b;
-    EXPECT_EQ(b.data(), nullptr);
-    b.resize(100, false);
-    unsigned char* first = b.data();
-    b.resize(60, false);
-    EXPECT_EQ(b.data(), first);
-    b.clear();
-    EXPECT_EQ(b.data(), nullptr);
 }
 
 }  // namespace

@@ -80,6 +80,44 @@ inline ::testing::AssertionResult samePixels(const zq::Frame& a, const zq::Frame
     return ::testing::AssertionSuccess();
 }
 
+/// A frame over application memory, each plane in a block of its own: `before` bytes, rows `pad`
+/// bytes longer than their pixels, then `after` bytes (-1: one pixel of the plane). Row bytes are
+/// random when `seed` is set; all other bytes hold 0xA5, which roomKept() checks.
+struct AppFrame {
+    std::vector<std::vector<uint8_t>> blocks;
+    std::vector<size_t> after;
+    size_t before;
+    zq::Frame frame;
+
+    AppFrame(zq::FrameFormat f, zq::Size size, int pad, size_t before_bytes, int after_bytes,
+             uint32_t seed = 0)
+        : before(before_bytes) {
+        const zq::FrameLayout l(f, size, 1);
+        unsigned char* planes[4] = {};
+        int32_t strides[4] = {};
+        std::mt19937 rng(seed);
+        for (int p = 0; p < l.plane_count; ++p) {
+            const zq::PlaneLayout& pl = l.planes[p];
+            strides[p] = pl.row_bytes + pad;
+            after.push_back(size_t(after_bytes < 0 ? pl.row_bytes / pl.width : after_bytes));
+            blocks.emplace_back(before + size_t(strides[p]) * size_t(pl.height) + after.back(),
+                                0xA5);
+            planes[p] = blocks.back().data() + before;
+            for (int y = 0; seed && y < pl.height; ++y)
+                for (int x = 0; x < pl.row_bytes; ++x)
+                    planes[p][ptrdiff_t(y) * strides[p] + x] = uint8_t(rng());
+        }
+        frame = zq::Frame(f, size, planes, strides);
+    }
+    bool roomKept() const {
+        for (size_t p = 0; p < blocks.size(); ++p)
+            for (size_t i = 0; i < blocks[p].size(); ++i)
+                if ((i < before || i >= blocks[p].size() - after[p]) && blocks[p][i] != 0xA5)
+                    return false;
+        return true;
+    }
+};
+
 /// A producer that hands out the rows of a frame and counts its calls.
 class FrameProducer : public zq::IRowProducer {
 public:

@@ -22,11 +22,11 @@ struct RowPlan {
     int32_t width = -1;
     uint32_t serial = 0;
 
-    /// Phase sweeps for one-channel rows whose table repeats every `period`
-    /// positions and `step` source elements: each run of positions of one
-    /// phase is a linear sweep per tap over `step` deinterleaved streams of
-    /// the row. `step` 0: no sweeps. `rest` lists the positions left to the
-    /// table's own loop.
+    /// Phase sweeps for 8-bit rows of 1 to 4 interleaved channels whose
+    /// table repeats every `period` positions and `step` source elements:
+    /// each run of positions of one phase is a linear sweep per tap over
+    /// `step` deinterleaved streams of each channel of the row. `step` 0: no
+    /// sweeps. `rest` lists the positions left to the table's own loop.
     struct Sweep {
         int32_t phase, m0, count, first, kernel;
     };
@@ -34,7 +34,7 @@ struct RowPlan {
     int32_t period = 0;
     std::vector<Sweep> sweeps;
     std::vector<int32_t> rest;
-    std::vector<unsigned char> streams;  // scratch: `step` streams of `stream_length`
+    std::vector<unsigned char> streams;  // scratch: channels * `step` streams of `stream_length`
     int32_t stream_length = 0;
     std::vector<uint32_t> sums;        // scratch: one run's sums
     std::vector<unsigned char> bytes;  // scratch: one run's results

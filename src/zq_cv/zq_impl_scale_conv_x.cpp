@@ -73,34 +73,34 @@ void deinterleave(const unsigned char* src, int32_t width, unsigned char* out, i
     for (int32_t x = whole * Step; x < width; ++x) out[(x % Step) * length + x / Step] = src[x];
 }
 
-template <typename T>
-void sweepRowX8C1(const ScaleData<T>& data, RowPlan& plan, const unsigned char* src,
-                  unsigned char* dst) {
-    constexpr int32_t unit = WeightTraits<T>::kUnit;
-    const int32_t step = plan.step, width = plan.width;
-    // Stream j holds source elements j, j + step, j + 2 * step, ...; a step of
-    // 1 reads the row itself.
-    const int32_t length = step == 1 ? 0 : plan.stream_length;
-    const unsigned char* streams = src;
-    if (step > 1) {
-        unsigned char* out = plan.streams.data();
-        switch (step) {
-            case 2:
-                deinterleave<2>(src, width, out, length);
-                break;
-            case 3:
-                deinterleave<3>(src, width, out, length);
-                break;
-            case 4:
-                deinterleave<4>(src, width, out, length);
-                break;
-            default:
-                for (int32_t j = 0; j < step; ++j)
-                    for (int32_t t = 0, x = j; x < width; ++t, x += step)
-                        out[j * length + t] = src[x];
+// Splits an interleaved row of `C` channels into `C * step` streams of
+// `length` bytes: stream `c * step + j` holds channel c of the elements j,
+// j + step, j + 2 * step, ... (the last ones may fall short of the row's end
+// by one element, left as they were).
+template <int C>
+void splitChannels(const unsigned char* src, int32_t width, int32_t step, unsigned char* out,
+                   int32_t length) {
+    const int32_t whole = width / step;
+    const int64_t pitch = int64_t(step) * C;
+    for (int32_t j = 0; j < step; ++j)
+        for (int c = 0; c < C; ++c) {
+            unsigned char* o = out + (int64_t(c) * step + j) * length;
+            const unsigned char* s = src + int64_t(j) * C + c;
+            for (int32_t t = 0; t < whole; ++t) o[t] = s[t * pitch];
         }
-        streams = out;
-    }
+    for (int32_t x = whole * step; x < width; ++x)
+        for (int c = 0; c < C; ++c)
+            out[(int64_t(c) * step + (x - whole * step)) * length + whole] =
+                src[int64_t(x) * C + c];
+}
+
+// One channel's sweeps over its `step` streams; results go to every C-th
+// byte of the destination row from `dst`.
+template <typename T, int C>
+void sweepChannel(const ScaleData<T>& data, RowPlan& plan, const unsigned char* streams,
+                  int32_t length, unsigned char* dst) {
+    constexpr int32_t unit = WeightTraits<T>::kUnit;
+    const int32_t step = plan.step;
     uint32_t* acc = plan.sums.data();
     unsigned char* bytes = plan.bytes.data();
     for (const RowPlan::Sweep& sweep : plan.sweeps) {
@@ -124,16 +124,58 @@ void sweepRowX8C1(const ScaleData<T>& data, RowPlan& plan, const unsigned char* 
             const uint32_t w0 = uint32_t(int32_t(w[k]));
             for (int32_t m = 0; m < count; ++m) acc[m] += uint32_t(s0[m]) * w0;
         }
-        unsigned char* out = dst + sweep.phase + sweep.m0 * plan.period;
+        unsigned char* out = dst + int64_t(sweep.phase + sweep.m0 * plan.period) * C;
         // Results side by side first, where the division and clamp
         // vectorise, then spread over the run's positions.
-        unsigned char* packed = plan.period == 1 ? out : bytes;
+        const bool packed_in_place = C == 1 && plan.period == 1;
+        unsigned char* packed = packed_in_place ? out : bytes;
         for (int32_t m = 0; m < count; ++m)
             packed[m] = uint8_t(std::clamp(int32_t(acc[m]) / unit, int32_t(0), int32_t(255)));
-        if (plan.period != 1)
-            for (int32_t m = 0; m < count; ++m) out[m * plan.period] = packed[m];
+        if (!packed_in_place) {
+            const int64_t spread = int64_t(plan.period) * C;
+            for (int32_t m = 0; m < count; ++m) out[m * spread] = packed[m];
+        }
     }
-    for (int32_t i : plan.rest) positionX8<T, 1>(data, i, src, dst);
+}
+
+// Phase sweeps over a row of C channels: each channel is a row of one
+// channel with the same table, so its sums are those of the table's own loop
+// over that channel, formed in another order (uint32_t, modulo 2^32).
+template <typename T, int C>
+void sweepRowX8(const ScaleData<T>& data, RowPlan& plan, const unsigned char* src,
+                unsigned char* dst) {
+    const int32_t step = plan.step, width = plan.width;
+    // Stream j holds source elements j, j + step, j + 2 * step, ...; one
+    // channel at a step of 1 reads the row itself.
+    if constexpr (C == 1) {
+        const int32_t length = step == 1 ? 0 : plan.stream_length;
+        const unsigned char* streams = src;
+        if (step > 1) {
+            unsigned char* out = plan.streams.data();
+            switch (step) {
+                case 2:
+                    deinterleave<2>(src, width, out, length);
+                    break;
+                case 3:
+                    deinterleave<3>(src, width, out, length);
+                    break;
+                case 4:
+                    deinterleave<4>(src, width, out, length);
+                    break;
+                default:
+                    splitChannels<1>(src, width, step, out, length);
+            }
+            streams = out;
+        }
+        sweepChannel<T, 1>(data, plan, streams, length, dst);
+    } else {
+        const int32_t length = plan.stream_length;
+        splitChannels<C>(src, width, step, plan.streams.data(), length);
+        for (int c = 0; c < C; ++c)
+            sweepChannel<T, C>(data, plan, plan.streams.data() + int64_t(c) * step * length, length,
+                               dst + c);
+    }
+    for (int32_t i : plan.rest) positionX8<T, C>(data, i, src, dst);
 }
 
 // The same sums over the plan's padded rows: a multiple of 8 (or 4) taps from a
@@ -149,9 +191,7 @@ void scaleRowX8(const ScaleData<T>& data, RowPlan& plan, const unsigned char* sr
                 unsigned char* dst) {
     constexpr int32_t unit = WeightTraits<T>::kUnit;
     const int n = data._dst_size;
-    if constexpr (C == 1) {
-        if (plan.step) return sweepRowX8C1<T>(data, plan, src, dst);
-    }
+    if (plan.step) return sweepRowX8<T, C>(data, plan, src, dst);
     if (plan.taps == 0) {
         for (int i = 0; i < n; ++i) positionX8<T, C>(data, i, src, dst);
         return;
@@ -315,7 +355,7 @@ void ScaleX<T>::_checkReach(const FrameLayout& src_layout) {
     }
 }
 
-// Phase sweeps of a one-channel 8-bit plane: the table of a reduction by
+// Phase sweeps of an 8-bit plane of 1 to 4 channels: the table of a reduction by
 // step/period in lowest terms repeats every `period` positions with the
 // source `step` elements on, and at most 16 phases keep their rows exact.
 // Runs of positions of one phase with one inner row and that progression,
@@ -327,7 +367,7 @@ void ScaleX<T>::_planSweeps(RowPlan& plan, const ScaleData<T>& data, const Plane
     plan.sweeps.clear();
     plan.rest.clear();
     const int32_t n = data._dst_size, width = plane.width;
-    if (plane.channels != 1 || plane.bits_per_channel != 8 || n == 0) return;
+    if (plane.channels < 1 || plane.channels > 4 || plane.bits_per_channel != 8 || n == 0) return;
     const int32_t g = std::gcd(data._src_size, n);
     const int32_t step = data._src_size / g, period = n / g;
     if (period > 16) return;
@@ -362,7 +402,7 @@ void ScaleX<T>::_planSweeps(RowPlan& plan, const ScaleData<T>& data, const Plane
     plan.step = step;
     plan.period = period;
     plan.stream_length = (width + step - 1) / step;
-    plan.streams.assign(size_t(step) * size_t(plan.stream_length), 0);
+    plan.streams.assign(size_t(plane.channels) * size_t(step) * size_t(plan.stream_length), 0);
     plan.sums.assign(size_t(n), 0);
     plan.bytes.assign(size_t(n), 0);
 }

@@ -1,5 +1,5 @@
-// The weight tables and the horizontal pass of the convolutional scaler, white-box: the
-// table against the reference model, and the failures of the table builders.
+// The weight tables and the horizontal pass of the convolutional scaler, white-box: worked
+// numbers, the table against the reference model, and the failures of the table builders.
 #include "conv_reference.h"
 #include "zq_impl_scale_conv.h"
 
@@ -10,17 +10,54 @@ using zqtest::at;
 using zqtest::throwsExactly;
 
 // The box with a slack of 0.001 on both sides, as the library's own box is.
+// A fixed width, when given, replaces the scale.
 class SlackBox : public IKernel {
 public:
-    void setScale(float scale) override { _w = scale; }
+    explicit SlackBox(float fixed_width = 0.0f) : _fixed(fixed_width) {}
+    void setScale(float scale) override { _w = _fixed > 0.0f ? _fixed : scale; }
     float weight(float x) override {
         return x >= -0.001f - _w * 0.5f && x <= 0.001f + _w * 0.5f ? 1.0f : 0.0f;
     }
     float width() override { return _w; }
 
 private:
+    float _fixed;
     float _w = 1.0f;
 };
+
+// Small tables worked out by hand, pinned.
+TEST(ConvTables, WorkedNumbers) {
+    // Box at scale 2 on 8 pixels: capacity 3, one phase, inner rows {32, 32} at left 0, 2, 4;
+    // left 6 runs past the capacity and is a border row, the 17th row of the table.
+    SlackBox box;
+    impl::ScaleData<signed char> d;
+    d.reuse(&box, 8, 4);
+    ASSERT_EQ(d._positions.size(), 4u);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(d._positions[size_t(i)].src_index, 2 * i);
+        EXPECT_EQ(d._positions[size_t(i)].kernel_index, 0);
+        EXPECT_EQ(d.weights(i)[0], 32);
+        EXPECT_EQ(d.weights(i)[1], 32);
+    }
+    EXPECT_EQ(d._positions[3].kernel_index, 16);
+    EXPECT_EQ(d._builder._inner_count, 1);
+
+    // Three equal weights: 21, 21, 21 sum to 63, and the centre takes the missing unit.
+    SlackBox three(3.0f);
+    d.reuse(&three, 10, 10);
+    const signed char* w = d.weights(2);
+    EXPECT_EQ((std::vector<int>{w[0], w[1], w[2]}), (std::vector<int>{21, 22, 21}));
+
+    // Rows are 64-byte aligned: 32 short weights fit one 64-byte row, 33 take two.
+    impl::ScaleKernelBuilder<short> s;
+    for (auto [aperture, stride] : {std::pair{1, 64}, {32, 64}, {33, 128}}) {
+        s.reuse(aperture);
+        EXPECT_EQ(s._stride, stride);
+        EXPECT_EQ(s._data.size(), unsigned(stride * (aperture + 16)));
+    }
+    EXPECT_EQ(impl::maxAperture<signed char>(), 64);
+    EXPECT_EQ(impl::maxAperture<short>(), 16384);
+}
 
 // Row indices, the capacity failures and the phase tolerance of the builder (the strides show
 // in every table the stage tests read).

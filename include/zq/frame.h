@@ -121,6 +121,9 @@ class ZQ_CORE_API Buffer {
 public:
     static constexpr uint32_t kGuardBytes = 1024;
     static constexpr uint32_t kAlignment = 64;
+    /// The largest size a Buffer holds: its capacity, the size rounded up to
+    /// kAlignment, is a 32-bit count (2^32 - 64).
+    static constexpr uint64_t kMaxBytes = 0xFFFFFFFFull / kAlignment * kAlignment;
 
     Buffer();
     /// An empty buffer whose storage belongs to `context`. Storage is always

@@ -167,7 +167,7 @@ void Buffer::resize(unsigned bytes, bool flag) {
     // failure. Guard room on both sides, each a multiple of the alignment,
     // keeps the data 64-byte aligned.
     const uint64_t capacity = roundUp64(bytes, kAlignment);
-    if (capacity > 0xFFFFFFFFull)
+    if (capacity > kMaxBytes)
         ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY, "Failed to allocate %u bytes.", bytes);
     clear();
     const uint64_t total = uint64_t(kGuardBytes) * 2 + capacity;

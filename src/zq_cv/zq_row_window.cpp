@@ -14,13 +14,16 @@ uint64_t roundUp64(uint64_t bytes) {
     return (bytes + 63u) & ~uint64_t(63);
 }
 
-// The most a Buffer holds: its capacity, the size rounded up to its
-// alignment, must stay a 32-bit count (2^32 - 64).
-constexpr uint64_t kBufferLimit = 0xFFFFFFFFull / Buffer::kAlignment * Buffer::kAlignment;
-
-// Both tables live in one buffer, each rounded up to 64 bytes.
+// Both tables live in one buffer, each rounded up to 64 bytes: the bytes of
+// one. Two that no Buffer can hold fail as the allocation would.
 uint64_t tableBytes(int window_size) {
-    return roundUp64(uint64_t(uint32_t(window_size)) * sizeof(RowData));
+    const uint64_t table = roundUp64(uint64_t(uint32_t(window_size)) * sizeof(RowData));
+    if (2 * table > Buffer::kMaxBytes)
+        ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY,
+                 "Failure in RowWindow::reuse(...) : row tables of %u rows take %llu bytes, "
+                 "more than a buffer holds.",
+                 unsigned(window_size), static_cast<unsigned long long>(2 * table));
+    return table;
 }
 
 }  // namespace
@@ -70,7 +73,6 @@ void RowWindow::reuse(IRowProducer& producer, int window_size) {
 
     // Every size is checked before anything is allocated; one that no Buffer
     // can hold fails as the allocation would.
-    const uint64_t table = tableBytes(window_size);
     uint64_t pitch[4] = {0, 0, 0, 0}, ring[4] = {0, 0, 0, 0};
     for (int p = 0; p < layout.plane_count; ++p) {
         pitch[p] = roundUp64(uint32_t(layout.planes[p].stride));
@@ -79,14 +81,11 @@ void RowWindow::reuse(IRowProducer& producer, int window_size) {
         const uint64_t tail = p > 0 ? 2 * roundUp64(uint32_t(layout.planes[0].stride)) : 0;
         ring[p] = pitch[p] * uint32_t(window_size) + tail;
     }
+    uint64_t table = 0;
     try {
-        if (2 * table > kBufferLimit)
-            ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY,
-                     "Failure in RowWindow::reuse(...) : row tables of %u rows take %llu bytes, "
-                     "more than a buffer holds.",
-                     unsigned(window_size), static_cast<unsigned long long>(2 * table));
+        table = tableBytes(window_size);
         for (int p = 0; p < layout.plane_count; ++p)
-            if (ring[p] > kBufferLimit)
+            if (ring[p] > Buffer::kMaxBytes)
                 ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY,
                          "Failure in RowWindow::reuse(...) : row slots of plane %u take %llu "
                          "bytes, more than a buffer holds.",
@@ -128,13 +127,9 @@ void RowWindow::reuse(const Frame& frame, int window_size) {
           window_size == _window_size)) {
         if (window_size < 1 || window_size > layout.size.height)
             ZQ_THROW(ZQ_STATUS_OUT_OF_RANGE, "Parameter 'window_size' is out of range.");
-        const uint64_t table = tableBytes(window_size);
+        uint64_t table = 0;
         try {
-            if (2 * table > kBufferLimit)
-                ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY,
-                         "Failure in RowWindow::reuse(...) : row tables of %u rows take %llu "
-                         "bytes, more than a buffer holds.",
-                         unsigned(window_size), static_cast<unsigned long long>(2 * table));
+            table = tableBytes(window_size);
             _table_buffer.resize(uint32_t(2 * table), false);
         } catch (Exception& e) {
             clear();

@@ -787,7 +787,7 @@ void ScalerAreaY::State::reuse(Source& source, const FrameLayout& layout, int ds
     // most) fails as the allocation would.
     const uint64_t accum_bytes = uint64_t(uint32_t(_dst_layout.size.width)) * channels * element;
     try {
-        if (accum_bytes > 0xFFFFFFFFull / Buffer::kAlignment * Buffer::kAlignment)
+        if (accum_bytes > Buffer::kMaxBytes)
             ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY,
                      "Failure in ScalerAreaY::reuse(...) : accumulators take %llu bytes, more "
                      "than a buffer holds.",

@@ -339,9 +339,7 @@ void ScaleX<T>::_checkReach(const FrameLayout& src_layout) {
     for (int p = 0; p < src_layout.plane_count; ++p) {
         const ScaleData<T>& data = _scale_data[p];
         int64_t reach = 0;
-        for (const KernelPosition& position : data._positions)
-            reach =
-                std::max(reach, int64_t(position.src_index) + data.rowTaps(position.kernel_index));
+        for (int i = 0; i < data._dst_size; ++i) reach = std::max(reach, data.readEnd(i));
         const PlaneLayout& plane = src_layout.planes[p];
         const int64_t element = int64_t(plane.channels) * (plane.bits_per_channel / 8);
         const int64_t over = (reach - plane.width) * element;
@@ -372,9 +370,7 @@ void ScaleX<T>::_planSweeps(RowPlan& plan, const ScaleData<T>& data, const Plane
     const int32_t step = data._src_size / g, period = n / g;
     if (period > 16) return;
     auto inner = [&](int32_t i) {
-        const KernelPosition& position = data._positions[size_t(i)];
-        return position.kernel_index < 16 &&
-               position.src_index + data.rowTaps(position.kernel_index) <= width;
+        return data._positions[size_t(i)].kernel_index < 16 && data.readEnd(i) <= width;
     };
     std::vector<bool> swept(size_t(n), false);
     for (int32_t r = 0; r < period && r < n; ++r) {
@@ -433,12 +429,12 @@ void ScaleX<T>::_planRows(const FrameLayout& src_layout) {
         plan.weights.assign(size_t(data._dst_size) * size_t(taps), 0);
         plan.exact.clear();
         for (int i = 0; i < data._dst_size; ++i) {
-            const KernelPosition position = data._positions[size_t(i)];
-            const int32_t first = position.src_index, own = data.rowTaps(position.kernel_index);
-            if (first + own > width) {
+            if (data.readEnd(i) > width) {
                 plan.exact.push_back(i);
                 continue;
             }
+            const KernelPosition position = data._positions[size_t(i)];
+            const int32_t first = position.src_index, own = data.rowTaps(position.kernel_index);
             const int32_t start = std::min(first, width - taps);
             plan.starts[size_t(i)] = start;
             const T* w = data.weights(i);

@@ -53,6 +53,12 @@ public:
     /// most `_aperture`). The taps after it have weight 0 and add nothing to a
     /// sum, so running a row this far gives the bytes of running `_aperture`.
     int rowTaps(int kernel_index) const { return _row_taps[size_t(kernel_index)]; }
+    /// One past the last source element that position `i` reads: its first
+    /// element plus its row's taps.
+    int64_t readEnd(int i) const {
+        const KernelPosition& position = _positions[size_t(i)];
+        return int64_t(position.src_index) + rowTaps(position.kernel_index);
+    }
 
     Buffer _scratch;
     ScaleKernelBuilder<T> _builder;

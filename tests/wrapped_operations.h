@@ -1,17 +1,18 @@
-// Every operation of the library over one frame that wraps application memory,
-// and memory with inaccessible pages right before and right after it. Shared
-// by the room test and the fuzz targets: a new stage is one more entry in
-// `operationsOn`.
+// Every operation of the library from one frame into another, as one table
+// shared by the room test, the threads test and the wrapped fuzz target, and
+// frames over application memory between pages that fault on any access.
+// A new stage is one more entry in `operations`.
 #pragma once
 
 #include <sys/mman.h>
 #include <unistd.h>
 #include <zq/cv.h>
-#include <zq/scaler_area.h>
 
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include "../examples/zq_kernels.h"
@@ -19,19 +20,11 @@
 
 namespace zqtest {
 
-/// Sizes around `size` that the operations scale to: enlarging, reducing and
-/// one axis at a time, odd and even.
+/// Sizes around `size`: enlarging, reducing, one axis at a time, scale 1, one pixel.
 inline std::vector<zq::Size> sizesAround(zq::Size size) {
     const int w = size.width, h = size.height;
-    return {{2 * w + 1, 2 * h + 1},         {(w + 1) / 2, (h + 1) / 2}, {w, 2 * h}, {2 * w, h},
-            {w > 2 ? w - 1 : w + 3, h + 1}, {w / 3 + 1, h / 3 + 1},     {1, 1},     {1, h + 1}};
-}
-
-/// Reductions of `size` for the convolutional scaler, which refuses to
-/// enlarge: both axes at scale 1, one axis at a time, and down to one pixel.
-inline std::vector<zq::Size> reductionsOf(zq::Size size) {
-    const int w = size.width, h = size.height;
-    return {{w, h}, {(w + 1) / 2, (h + 1) / 2}, {w, (h + 2) / 3}, {w / 3 + 1, h}, {1, 1}};
+    return {{2 * w + 1, 2 * h + 1}, {(w + 1) / 2, (h + 1) / 2}, {w, 2 * h}, {2 * w, h}, {w, h},
+            {w, (h + 2) / 3},       {w / 3 + 1, h / 3 + 1},     {1, 1},     {1, h + 1}};
 }
 
 /// Runs `fn`, ignoring the library's refusals: the point is what it touches.
@@ -43,202 +36,160 @@ void attempt(Fn&& fn) {
     }
 }
 
-/// An owned frame of random-looking bytes.
+/// An owned frame of random-looking bytes (uninitialized without a layout).
 inline zq::Frame ownedFrame(zq::FrameFormat format, zq::Size size, uint32_t seed = 7) {
     zq::Frame frame;
     frame.reuse(format, size);
     const auto& layout = frame.layout();
     for (int p = 0; p < layout.plane_count; ++p)
-        for (int y = 0; y < layout.planes[p].height; ++y) {
-            unsigned char* row = frame.data(p) + ptrdiff_t(y) * layout.planes[p].stride;
+        for (int y = 0; y < layout.planes[p].height; ++y)
             for (int x = 0; x < layout.planes[p].row_bytes; ++x)
-                row[x] = uint8_t((seed = seed * 1103515245u + 12345u) >> 16);
-        }
+                frame.data(p)[ptrdiff_t(y) * layout.planes[p].stride + x] =
+                    uint8_t((seed = seed * 1103515245u + 12345u) >> 16);
     return frame;
 }
 
-/// One use of a wrapped frame: as the source (`reads`) or the destination.
+enum Axes { kNone = 0, kX = 1, kY = 2, kXY = 3 };
+
+/// An operation from `src` into `dst`, in one of `variants` ways (method,
+/// precision, kernel, format). The frame that the caller does not place takes
+/// the placed one's format, or with `converts` the variant's format, and the
+/// offered size along `axes`.
 struct Operation {
-    const char* name;
-    bool reads;
-    std::function<void(zq::Frame& wrapped)> run;
+    std::string name;
+    int variants;
+    bool converts;
+    Axes axes;
+    std::function<void(const zq::Frame& src, zq::Frame& dst, int variant)> run;
 };
 
-/// The operations of every stage and backend on a wrapped source, and into a
-/// wrapped destination.
-inline std::vector<Operation> operationsOn() {
+inline zq::FrameFormat formatOf(int variant) {
+    return allFormats()[size_t(variant) % allFormats().size()];
+}
+
+/// A fresh `Stage` from `src`, produced into `dst`.
+template <typename Stage, typename... Args>
+void produce(const zq::Frame& src, zq::Frame& dst, Args... args) {
+    Stage stage;
+    stage.reuse(src, args...);
+    zq::produceFrame(stage, dst);
+}
+
+/// The fixed-point precision of a variant: 8 bits for even ones, 16 for odd ones.
+inline zq::ScalerPrecision bits(int variant) {
+    return zq::ScalerPrecision(8 << variant % 2);
+}
+
+template <typename Backend>
+void addBackend(std::vector<Operation>& ops, const std::string& name) {
     using namespace zq;
-    auto pipeline = [](IRowProducer& producer) {
-        Frame out;
-        out.reuse(producer.layout().format, producer.layout().size);
-        produceFrame(producer, out);
+    const int n = int(allFormats().size());
+    ops.push_back({name + "::resize", 2, false, kXY, [](auto& s, auto& d, int v) {
+                       Backend b;
+                       b.setIntProperty(ZQ_CV_PROPERTY_RESIZE_METHOD, 1 + v);
+                       b.resize(s, d, Rect(), Rect());
+                   }});
+    ops.push_back({name + "::convert", 2 * n, true, kXY, [n](auto& s, auto& d, int v) {
+                       Backend b;
+                       b.setIntProperty(ZQ_CV_PROPERTY_RESIZE_METHOD, 1 + v / n);
+                       b.convert(s, d, Rect());
+                   }});
+    ops.push_back({name + "::colorCvt", n, true, kNone,
+                   [](auto& s, auto& d, int) { Backend().colorCvt(s, d, Rect()); }});
+    ops.push_back({name + "::add, mul", 2, false, kNone, [](auto&, auto& d, int v) {
+                       v ? Backend().mul(d, -0.75f, Rect()) : Backend().add(d, 2.5f, Rect());
+                   }});
+}
+
+/// Every stage at both precisions where it takes one, every backend
+/// call at both resize methods where it resizes, the free functions.
+inline std::vector<Operation> operations() {
+    using namespace zq;
+    const int n = int(allFormats().size());
+    std::vector<Operation> ops = {
+        {"Scaler", 3, false, kXY,
+         [](auto& s, auto& d, int v) { produce<Scaler>(s, d, d.size(), ScaleMethod(v)); }},
+        {"ScalerNearestNeighbor", 1, false, kXY,
+         [](auto& s, auto& d, int) { produce<ScalerNearestNeighbor>(s, d, d.size()); }},
+        {"ScalerBilinearX", 1, false, kX,
+         [](auto& s, auto& d, int) { produce<ScalerBilinearX>(s, d, d.width()); }},
+        {"ScalerBilinearY", 1, false, kY,
+         [](auto& s, auto& d, int) { produce<ScalerBilinearY>(s, d, d.height()); }},
+        {"ScalerBilinearXY", 1, false, kXY,
+         [](auto& s, auto& d, int) { produce<ScalerBilinearXY>(s, d, d.size()); }},
+        {"ScalerAreaX", 2, false, kX,
+         [](auto& s, auto& d, int v) { produce<ScalerAreaX>(s, d, d.width(), bits(v)); }},
+        {"ScalerAreaY", 2, false, kY,
+         [](auto& s, auto& d, int v) { produce<ScalerAreaY>(s, d, d.height(), bits(v)); }},
+        {"scaleAreaXY", 2, false, kXY,
+         [](auto& s, auto& d, int v) { produce<scaleAreaXY>(s, d, d.size(), bits(v)); }},
+        // Lanczos-3 has more taps than small planes are wide; the box one or
+        // two at scale 1. A fresh stage each time: tables kept from a wider
+        // source may read further than the room (see the wrapping constructor).
+        {"ScalerConvolutional", 4, false, kXY,
+         [](auto& s, auto& d, int v) {
+             examples::LanczosKernel lanczos3(3);
+             examples::BoxKernel box;
+             ScalerConvolutional conv;
+             conv.reuse(v < 2 ? static_cast<IKernel&>(lanczos3) : box, s, d.size(), bits(v));
+             produceFrame(conv, d);
+         }},
+        {"FormatConverter", n, true, kNone,
+         [](auto& s, auto& d, int) { produce<FormatConverter>(s, d, d.format()); }},
+        {"resizeFrame", 2, false, kXY,
+         [](auto& s, auto& d, int v) { resizeFrame(s, d.size(), d, ResizeMethod(1 + v)); }},
+        {"colorConvert", n, true, kNone,
+         [](auto& s, auto& d, int) { colorConvert(s, d.format(), d); }},
     };
-    std::vector<Operation> ops;
-    // ---- the wrapped frame is the source
-    ops.push_back({"Scaler", true, [=](Frame& src) {
-                       for (int method = 0; method <= 2; ++method)
-                           for (Size size : sizesAround(src.size()))
-                               attempt([&] {
-                                   Scaler scaler;
-                                   scaler.reuse(src, size, ScaleMethod(method));
-                                   pipeline(scaler);
-                               });
-                   }});
-    const ScalerPrecision precisions[] = {ZQ_SCALER_FIXED_POINT_8S, ZQ_SCALER_FIXED_POINT_16S};
-    ops.push_back({"ScalerAreaX, ScalerAreaY", true, [=](Frame& src) {
-                       for (Size size : sizesAround(src.size()))
-                           for (auto precision : precisions) {
-                               attempt([&] {
-                                   ScalerAreaX x;
-                                   x.reuse(src, size.width, precision);
-                                   pipeline(x);
-                               });
-                               attempt([&] {
-                                   ScalerAreaY y;
-                                   y.reuse(src, size.height, precision);
-                                   pipeline(y);
-                               });
-                           }
-                   }});
-    // A fresh stage per size: tables kept from a wider source may read further
-    // than the room (see the wrapping Frame constructor). Lanczos-3 has more
-    // taps than the small planes are wide; the box has one or two at scale 1.
-    auto convolve = [=](const Frame& src, Size size,
-                        const std::function<void(IRowProducer&)>& run) {
-        examples::LanczosKernel lanczos3(3);
-        examples::BoxKernel box;
-        IKernel* kernels[] = {&lanczos3, &box};
-        for (IKernel* kernel : kernels)
-            for (auto precision : precisions)
-                attempt([&] {
-                    ScalerConvolutional conv;
-                    conv.reuse(*kernel, src, size, precision);
-                    run(conv);
-                });
-    };
-    ops.push_back({"ScalerConvolutional", true, [=](Frame& src) {
-                       for (Size size : reductionsOf(src.size())) convolve(src, size, pipeline);
-                   }});
-    ops.push_back(
-        {"scaleAreaXY", true, [=](Frame& src) {
-             for (Size size : sizesAround(src.size()))
-                 for (auto precision : {ZQ_SCALER_FIXED_POINT_8S, ZQ_SCALER_FIXED_POINT_16S})
-                     attempt([&] {
-                         scaleAreaXY xy;
-                         xy.reuse(src, size, precision);
-                         pipeline(xy);
-                     });
-         }});
-    ops.push_back({"FormatConverter", true, [=](Frame& src) {
-                       for (FrameFormat format : allFormats())
-                           attempt([&] {
-                               FormatConverter converter;
-                               converter.reuse(src, format);
-                               pipeline(converter);
-                           });
-                   }});
-    auto backendReads = [](ICvBackend& backend, Frame& src) {
-        for (int method = 0; method <= 2; ++method) {
-            attempt([&] { backend.setIntProperty(ZQ_CV_PROPERTY_RESIZE_METHOD, method); });
-            for (Size size : sizesAround(src.size())) {
-                attempt([&] {
-                    Frame dst;
-                    dst.reuse(src.format(), size);
-                    backend.resize(src, dst, Rect(), Rect());
-                });
-                for (FrameFormat format : allFormats())
-                    attempt([&] {
-                        Frame dst;
-                        dst.reuse(format, size);
-                        backend.convert(src, dst, Rect());
-                    });
-            }
-        }
-        for (FrameFormat format : allFormats())
-            attempt([&] {
-                Frame dst;
-                dst.reuse(format, src.size());
-                backend.colorCvt(src, dst, Rect());
-            });
-        attempt([&] { backend.add(src, 1.5f, Rect()); });
-        attempt([&] { backend.mul(src, 0.5f, Rect()); });
-    };
-    ops.push_back({"CvBackendBase", true, [=](Frame& src) {
-                       CvBackendBase backend;
-                       backendReads(backend, src);
-                   }});
-    ops.push_back({"CvBackendSimd", true, [=](Frame& src) {
-                       CvBackendSimd backend;
-                       backendReads(backend, src);
-                   }});
-    // ---- the wrapped frame is the destination
-    auto backendWrites = [](ICvBackend& backend, Frame& dst) {
-        for (int method = 0; method <= 2; ++method) {
-            attempt([&] { backend.setIntProperty(ZQ_CV_PROPERTY_RESIZE_METHOD, method); });
-            for (Size size : sizesAround(dst.size())) {
-                attempt(
-                    [&] { backend.resize(ownedFrame(dst.format(), size), dst, Rect(), Rect()); });
-                for (FrameFormat format : allFormats())
-                    attempt([&] { backend.convert(ownedFrame(format, size), dst, Rect()); });
-            }
-        }
-        for (FrameFormat format : allFormats())
-            attempt([&] { backend.colorCvt(ownedFrame(format, dst.size()), dst, Rect()); });
-    };
-    ops.push_back({"CvBackendBase", false, [=](Frame& dst) {
-                       CvBackendBase backend;
-                       backendWrites(backend, dst);
-                   }});
-    ops.push_back({"CvBackendSimd", false, [=](Frame& dst) {
-                       CvBackendSimd backend;
-                       backendWrites(backend, dst);
-                   }});
-    ops.push_back({"scaleAreaXY", false, [=](Frame& dst) {
-                       for (Size size : sizesAround(dst.size()))
-                           attempt([&] {
-                               const Frame src = ownedFrame(dst.format(), size);
-                               scaleAreaXY xy;
-                               xy.reuse(src, dst.size(), ZQ_SCALER_FIXED_POINT_16S);
-                               produceFrame(xy, dst);
-                           });
-                   }});
-    ops.push_back({"ScalerConvolutional", false, [=](Frame& dst) {
-                       const Size sizes[] = {dst.size(), sizesAround(dst.size())[0]};
-                       for (Size size : sizes)
-                           convolve(ownedFrame(dst.format(), size), dst.size(),
-                                    [&](IRowProducer& conv) { produceFrame(conv, dst); });
-                   }});
+    addBackend<CvBackendBase>(ops, "CvBackendBase");
+    addBackend<CvBackendSimd>(ops, "CvBackendSimd");
     return ops;
 }
 
-/// Pages that fault on any access, before and after `bytes` of usable memory
-/// placed against one of them.
-class GuardedBlock {
-public:
-    /// `at_end`: the usable bytes end at the trailing guard page; otherwise
-    /// they start at the leading one.
-    GuardedBlock(size_t bytes, bool at_end) {
-        const size_t page = size_t(sysconf(_SC_PAGESIZE));
-        const size_t body = (bytes + page - 1) / page * page;
-        _length = body + 2 * page;
-        void* base = mmap(nullptr, _length, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (base == MAP_FAILED) return;
-        _base = static_cast<unsigned char*>(base);
-        mprotect(_base + page, body, PROT_READ | PROT_WRITE);
-        _data = at_end ? _base + page + body - bytes : _base + page;
-        std::memset(_data, 0x5A, bytes);
+/// Runs `op` with `placed` as the source (`reads`) or as the destination and
+/// an owned frame of the `offered` size as the other. Returns the owned frame,
+/// or an uninitialized one when the library refuses. `placed` is a copy: the
+/// free functions reallocate their destination.
+inline zq::Frame runOn(const Operation& op, zq::Frame placed, bool reads, zq::Size offered,
+                       int variant) {
+    const zq::Size size(op.axes & kX ? offered.width : placed.width(),
+                        op.axes & kY ? offered.height : placed.height());
+    try {
+        zq::Frame other = ownedFrame(op.converts ? formatOf(variant) : placed.format(), size);
+        reads ? op.run(placed, other, variant) : op.run(other, placed, variant);
+        return other;
+    } catch (zq::Exception&) {
+        return zq::Frame();
     }
-    ~GuardedBlock() {
-        if (_base) munmap(_base, _length);
-    }
-    GuardedBlock(const GuardedBlock&) = delete;
-    GuardedBlock& operator=(const GuardedBlock&) = delete;
-    unsigned char* data() const { return _data; }
+}
 
-private:
-    unsigned char* _base = nullptr;
-    unsigned char* _data = nullptr;
-    size_t _length = 0;
+/// A frame over application memory: each plane with exactly the room of
+/// wrappedFrameRoom() (tight strides when `strides` is null) between pages
+/// that fault on any access, against the trailing page (`at_end`) or the
+/// leading one.
+struct GuardedFrame {
+    std::vector<std::shared_ptr<void>> maps;
+    zq::Frame frame;
+
+    GuardedFrame(zq::FrameFormat format, zq::Size size, const int32_t* strides, bool at_end) {
+        const zq::WrappedFrameRoom room = zq::wrappedFrameRoom(format, size, strides);
+        const zq::FrameLayout layout(format, size, 1);
+        const size_t page = size_t(sysconf(_SC_PAGESIZE));
+        unsigned char* planes[4] = {};
+        for (int p = 0; p < layout.plane_count; ++p) {
+            const size_t bytes = room.before[p] + room.after[p] + layout.planes[p].row_bytes +
+                                 size_t(room.strides[p]) * size_t(layout.planes[p].height - 1);
+            const size_t body = (bytes + page - 1) / page * page;
+            auto* base = static_cast<unsigned char*>(
+                mmap(nullptr, body + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+            maps.emplace_back(base, [=](void* b) { munmap(b, body + 2 * page); });
+            mprotect(base + page, body, PROT_READ | PROT_WRITE);
+            unsigned char* block = at_end ? base + page + body - bytes : base + page;
+            std::memset(block, 0x5A, bytes);
+            planes[p] = block + room.before[p];
+        }
+        frame = zq::Frame(format, size, planes, room.strides);
+    }
 };
 
 }  // namespace zqtest

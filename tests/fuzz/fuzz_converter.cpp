@@ -13,25 +13,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     bool used = false;
     std::deque<Frame> sources;
     std::deque<RowCopier> feeds;
-    const int rounds = in.ConsumeIntegralInRange<int>(1, 3);
-    for (int round = 0; round < rounds && in.remaining_bytes() > 0; ++round) {
-        sources.push_back(zqfuzz::ownedFrame(in, zqfuzz::pickFormat(in), zqfuzz::pickSize(in)));
-        Frame& src = sources.back();
+    for (int round = in.ConsumeIntegralInRange<int>(1, 3); round > 0 && in.remaining_bytes();
+         --round) {
+        const Frame& src = sources.emplace_back(
+            zqfuzz::ownedFrame(in, zqfuzz::pickFormat(in), zqfuzz::pickSize(in)));
         const FrameFormat dst_format = zqfuzz::pickFormat(in);
-        const bool by_producer = in.ConsumeBool();
+        const bool by_producer = in.ConsumeBool() && src.initialized();
         zqfuzz::attempt([&] {
             if (by_producer) {
-                if (!src.initialized()) return;
-                feeds.emplace_back();
-                feeds.back().reuse(src);
+                feeds.emplace_back().reuse(src);
                 converter.reuse(feeds.back(), dst_format);
             } else {
                 converter.reuse(src, dst_format);
             }
             used = true;
         });
-        if (!used) continue;
-        zqfuzz::drain(converter);
+        if (used) zqfuzz::drain(converter);
     }
     return 0;
 }

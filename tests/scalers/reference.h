@@ -1,10 +1,14 @@
 // Reference models of the scaler stages, written from their formulas with 64-bit arithmetic on
-// whole frames, and the helpers their tests share.
+// whole frames and kept plain (no shared rows, sums wrapped by hand) so that they do not follow
+// the library's code; and the helpers their tests share.
 #pragma once
 
 #include <algorithm>
+#include <cmath>
+#include <numeric>
 #include <type_traits>
 
+#include "../../examples/zq_kernels.h"
 #include "test_support.h"
 
 namespace ref {
@@ -22,8 +26,8 @@ inline std::string unsupported(Kind k) {
 }
 
 // Random row bytes and zero padding (a producer hands over row bytes only, and the rings of a
-// window start zeroed); with seed 0, `fill` over whole strides, so untouched bytes show.
-inline Frame make(FrameFormat f, Size size, uint32_t seed, uint8_t fill = 0xA5) {
+// window start zeroed); with seed 0, 0xA5 over whole strides.
+inline Frame make(FrameFormat f, Size size, uint32_t seed) {
     Frame frame;
     frame.reuse(f, size);
     std::mt19937 rng(seed);
@@ -31,18 +35,22 @@ inline Frame make(FrameFormat f, Size size, uint32_t seed, uint8_t fill = 0xA5) 
         for (int y = 0; y < frame.layout().planes[p].height; ++y)
             for (int x = 0; x < frame.layout().planes[p].stride; ++x)
                 *at(frame, p, y, x) =
-                    seed ? (x < frame.layout().planes[p].row_bytes) * rng() : fill;
+                    seed ? (x < frame.layout().planes[p].row_bytes) * rng() : 0xA5;
     return frame;
 }
 
-// Compares whole strides: bytes a stage must leave alone count too.
-inline ::testing::AssertionResult sameStrides(const Frame& a, const Frame& b) {
-    for (int p = 0; p < a.layout().plane_count; ++p)
-        for (int y = 0; y < a.layout().planes[p].height; ++y)
-            if (std::memcmp(at(a, p, y), at(b, p, y), size_t(a.layout().planes[p].stride)))
-                return ::testing::AssertionFailure() << "plane " << p << " row " << y << " differs";
-    return ::testing::AssertionSuccess();
-}
+// A destination at odd addresses with odd strides, room past each row for the stages that write
+// there, and sentinel bytes all around. same(): the rows of `want`, and every other byte as in
+// `room`, or else still the sentinel.
+struct Room : zqtest::AppFrame {
+    Room(FrameFormat f, Size size) : AppFrame(f, size, 4 * size.width + 3, 17, 16) {}
+    ::testing::AssertionResult same(const Frame& want, const Room* room = nullptr) const {
+        auto same = zqtest::samePixels(frame, want);
+        if (same && (room ? blocks != room->blocks : !roomKept()))
+            return ::testing::AssertionFailure() << "a byte outside the rows differs";
+        return same;
+    }
+};
 
 // Samples of 1, 2 or 4 bytes in native order (both targets are little-endian).
 inline int bytesOf(FrameFormat f) {
@@ -56,6 +64,9 @@ inline uint64_t get(const uint8_t* row, int64_t i, int bytes) {
 inline void put(uint8_t* row, int64_t i, int bytes, uint64_t v) {
     std::memcpy(row + i * bytes, &v, size_t(bytes));
 }
+inline bool is420(FrameFormat f) {
+    return f >= ZQ_FRAME_I420 && f <= ZQ_FRAME_NV21;
+}
 
 // Channels of each plane's kernel by format number, "" where the stages refuse the format. YUYV
 // counts as 3-byte and UYVY as 4-byte pixels.
@@ -66,52 +77,45 @@ inline std::string planes(FrameFormat f) {
 }
 
 // ---------------------------------------------------------- nearest neighbour and bilinear
-// step = (src << 16) / dst, truncated. Nearest: index i = (step / 2 + i * step) >> 16, kept here
-// as a 16.16 coordinate without fraction. Bilinear: coordinate i = max((step - 0x10000) / 2 +
-// i * step, 0), the division toward zero.
-inline std::vector<int64_t> table(Kind kind, int src, int dst) {
-    const int64_t step = (int64_t(src) << 16) / dst;
-    std::vector<int64_t> t;
-    for (int64_t i = 0; i < dst; ++i)
-        t.push_back(kind == Nearest ? (step / 2 + i * step) >> 16 << 16
-                                    : std::max<int64_t>((step - 65536) / 2 + i * step, 0));
-    return t;
-}
-inline uint64_t lerp(uint64_t a, uint64_t b, int64_t f) {
-    return ((65536 - f) * a + f * b) >> 16;
-}
-
-// Nearest neighbour is the bilinear arithmetic with fractions 0 and a window of 1 row. A frame
-// source clamps the vertical window to its height, a producer does not.
+// step = (src << 16) / dst, truncated. Nearest: index i = (step / 2 + i * step) >> 16, kept as a
+// 16.16 coordinate without fraction. Bilinear: max((step - 0x10000) / 2 + i * step, 0), the
+// division toward zero. lerp = ((65536 - f) * a + f * b) >> 16. Nearest neighbour is the
+// bilinear arithmetic with fractions 0 and a window of 1 row. A frame source clamps the vertical
+// window to its height, a producer does not.
 inline bool scale(const Frame& src, Frame& dst, Kind kind, bool frame_source) {
     const FrameLayout &sl = src.layout(), &dl = dst.layout();
     const int sw = sl.size.width, sh = sl.size.height, e = bytesOf(sl.format);
     const bool copy = (sw == dl.size.width && kind <= X) || (sh == dl.size.height && kind == Y);
     const std::string chans = planes(sl.format);
     if (chans.empty() && !copy) return false;
-    const auto xs = table(kind, sw, dl.size.width), ys = table(kind, sh, dl.size.height);
-    int ws = dl.plane_count > 1 && dl.planes[0].height != dl.planes[1].height ? 4 : 2;
-    if (frame_source) ws = std::min(ws, sh);
+    auto table = [&](int64_t s, int64_t d, int64_t i) {
+        const int64_t step = (s << 16) / d;
+        return kind == Nearest ? (step / 2 + i * step) >> 16 << 16
+                               : std::max<int64_t>((step - 65536) / 2 + i * step, 0);
+    };
+    auto lerp = [](uint64_t a, uint64_t b, int64_t f) { return ((65536 - f) * a + f * b) >> 16; };
+    const int ws =
+        std::min(dl.plane_count > 1 && dl.planes[0].height != dl.planes[1].height ? 4 : 2,
+                 frame_source ? sh : 4);
     for (int p = 0; p < dl.plane_count; ++p)
         for (int j = 0; j < dl.planes[p].height; ++j) {
             const int r = j << rowMask(dl, p);  // the output luma row that writes plane row j
-            const int64_t y = kind == X ? int64_t(r) << 16 : ys[r];
+            const int64_t y = kind == X ? int64_t(r) << 16 : table(sh, dl.size.height, r);
             // The window stands at min(sy, sh - ws); plane 0 pairs with the next luma row, other
             // planes with the one two rows down; the bottom of the window repeats.
             const int64_t sy = y >> 16, fy = y & 0xffff, wr = sy - std::min<int64_t>(sy, sh - ws);
             const int64_t sy2 = p == 0 ? (wr < ws - 1 ? sy + 1 : sy) : (wr < ws - 2 ? sy + 2 : sy);
             const uint8_t* a = at(src, p, int(sy >> rowMask(sl, p)));
             const uint8_t* b = at(src, p, int(sy2 >> rowMask(sl, p)));
-            uint8_t* out = at(dst, p, j);
-            if (copy) std::memcpy(out, a, size_t(sl.planes[p].row_bytes));
+            if (copy) std::memcpy(at(dst, p, j), a, size_t(sl.planes[p].row_bytes));
             const int c = copy ? 0 : chans[p] - '0';
             for (int x = 0; x < dl.planes[p].width * c; ++x) {
-                const int64_t sx = kind == Y ? x / c : xs[x / c] >> 16, k = x % c;
-                const int64_t fx = kind == Y ? 0 : xs[x / c] & 0xffff;
+                const int64_t xc = kind == Y ? 0 : table(sw, dl.size.width, x / c), k = x % c;
+                const int64_t sx = kind == Y ? x / c : xc >> 16, fx = xc & 0xffff;
                 const int64_t sx2 = sx < sl.planes[p].width - 1 ? sx + 1 : sx;
                 const uint64_t top = lerp(get(a, sx * c + k, e), get(a, sx2 * c + k, e), fx);
                 const uint64_t bottom = lerp(get(b, sx * c + k, e), get(b, sx2 * c + k, e), fx);
-                put(out, x, e, kind == X ? top : lerp(top, bottom, fy));
+                put(at(dst, p, j), x, e, kind == X ? top : lerp(top, bottom, fy));
             }
         }
     return true;
@@ -142,11 +146,11 @@ inline std::vector<Entry> areaTable(int src, int dst, int precision) {
     return t;
 }
 
-// Width change: weights built at `tp`, shifted by `sp` - 1; every plane uses the luma width.
-inline void areaX(const Frame& src, Frame& out, int tp, int sp) {
+// Width change; every plane uses the luma width.
+inline void areaX(const Frame& src, Frame& out, int bits) {
     const int sw = src.width(), e = bytesOf(src.format());
     if (sw == out.width()) return src.copyTo(out);
-    const std::vector<Entry> t = areaTable(sw, out.width(), tp);
+    const std::vector<Entry> t = areaTable(sw, out.width(), bits);
     const int64_t w = t.back().weight;
     const std::string chans = planes(src.format());
     for (int p = 0; p < int(chans.size()); ++p)
@@ -161,27 +165,23 @@ inline void areaX(const Frame& src, Frame& out, int tp, int sp) {
                 } else if (w != e0.weight) {
                     acc += (w - e0.weight) * px(e0.index + 1);
                 }
-                put(at(out, p, r), i, e, acc >> (sp - 1));
+                put(at(out, p, r), i, e, acc >> (bits - 1));
             }
-}
-
-inline bool is420(FrameFormat f) {
-    return f >= ZQ_FRAME_I420 && f <= ZQ_FRAME_NV21;
 }
 
 // Height change. The window's first row is modelled, since a slot past its end holds no row.
 // Planar 4:2:0 chroma takes the table by chroma row, two window rows apart; semi-planar chroma
 // the luma row's window rows; 2- and 4-byte pixels compute one byte each.
-inline void areaY(const Frame& src, Frame& out, int tp, int sp) {
-    const int sh = src.height(), dh = out.height(), e = bytesOf(src.format());
+inline void areaY(const Frame& src, Frame& out, int bits) {
+    const FrameFormat f = src.format();
+    const int sh = src.height(), dh = out.height(), e = bytesOf(f);
     if (sh == dh) return src.copyTo(out);
-    const std::vector<Entry> t = areaTable(sh, dh, tp);
+    const std::vector<Entry> t = areaTable(sh, dh, bits);
     const int64_t w = t.back().weight;
     const FrameLayout& ol = out.layout();
-    const FrameFormat f = src.format();
     const bool half = ol.plane_count >= 2 && ol.planes[1].height != ol.planes[0].height;
-    int slots = dh > sh ? 2 : 1;  // the rows one output row spans; partial ones at both ends
-    if (dh < sh) slots = int(t[1].index) + (w != t[1].weight ? 2 : 0);
+    // The rows one output row spans; partial ones at both ends.
+    const int slots = dh > sh ? 2 : int(t[1].index) + (w != t[1].weight ? 2 : 0);
     const int ws = std::min(half ? 2 * slots : slots, sh);
     const std::string chans = planes(f);
     for (int k = 0; k < dh; ++k) {
@@ -190,12 +190,13 @@ inline void areaY(const Frame& src, Frame& out, int tp, int sp) {
         for (int p = 0; p < int(chans.size()); ++p) {
             const bool sub = src.layout().planes[p].height != sh, osub = ol.planes[p].height != dh;
             if (osub && k % 2) continue;
-            const bool one = f == ZQ_FRAME_8U_C2 || f == ZQ_FRAME_UYVY || f == ZQ_FRAME_8U_C4;
-            const int c = one ? 1 : chans[p] - '0';
-            const int stride = p && (f == ZQ_FRAME_I420 || f == ZQ_FRAME_YV12) ? 2 : 1;
-            const Entry e0 = t[stride == 2 ? k / 2 : k], e1 = t[(stride == 2 ? k / 2 : k) + 1];
+            const int c = f == ZQ_FRAME_8U_C2 || f == ZQ_FRAME_UYVY || f == ZQ_FRAME_8U_C4
+                              ? 1
+                              : chans[p] - '0';
+            const int step = p && (f == ZQ_FRAME_I420 || f == ZQ_FRAME_YV12) ? 2 : 1;
+            const Entry e0 = t[k / step], e1 = t[k / step + 1];
             std::vector<const uint8_t*> rows;
-            for (int64_t i = 0, n = stride * e0.index - first; i < slots; ++i, n += stride)
+            for (int64_t i = 0, n = step * e0.index - first; i < slots; ++i, n += step)
                 rows.push_back(n < ws ? at(src, p, int(sub ? (first + n) / 2 : first + n))
                                       : nullptr);
             const int64_t span = e1.index - e0.index;
@@ -210,7 +211,7 @@ inline void areaY(const Frame& src, Frame& out, int tp, int sp) {
                 } else if (w != e0.weight) {
                     acc += add(1, w - e0.weight);
                 }
-                put(at(out, p, osub ? k / 2 : k), j, e, acc >> (sp - 1));
+                put(at(out, p, osub ? k / 2 : k), j, e, acc >> (bits - 1));
             }
         }
     }
@@ -242,9 +243,8 @@ inline void areaXY(const Frame& src, Frame& out) {
                     int64_t w = y < ye >> 16 ? 65536 : y == ye >> 16 ? ye & 0xffff : 0;
                     if (y == yb >> 16) w = 65536 - (yb & 0xffff);
                     if (w == 0) continue;  // no row is read there, not even beyond the image
-                    const uint8_t* row = at(src, p, int(y));
                     auto px = [&](int64_t x) {
-                        return get(row, x * c + std::min(i % c, sums - 1), e);
+                        return get(at(src, p, int(y)), x * c + std::min(i % c, sums - 1), e);
                     };
                     auto edge = [&](int64_t fr, int64_t x) {
                         return uint64_t(product(e, fr, px(x)) >> 16);
@@ -262,15 +262,14 @@ inline void areaXY(const Frame& src, Frame& out) {
 
 // What a stage of `kind` writes into `dst`; false when its produce() must refuse the format (the
 // area stages compute 32-bit rows and still refuse them).
-inline bool expect(const Frame& src, Frame& dst, Kind kind, int precision, bool frame_source) {
+inline bool expect(const Frame& src, Frame& dst, Kind kind, int bits, bool frame_source) {
     if (kind < AreaX) return scale(src, dst, kind, frame_source);
-    const FrameFormat f = src.format();
-    const bool copy =
-        kind == AreaX ? src.width() == dst.width() : kind == AreaY && src.height() == dst.height();
-    if (kind == AreaX) areaX(src, dst, precision, precision);
-    if (kind == AreaY) areaY(src, dst, precision, precision);
-    if (kind == AreaXY) areaXY(src, dst);
-    return copy || (!planes(f).empty() && f != ZQ_FRAME_32U_C1);
+    kind == AreaX   ? areaX(src, dst, bits)
+    : kind == AreaY ? areaY(src, dst, bits)
+                    : areaXY(src, dst);
+    const bool copy = kind == AreaX ? src.width() == dst.width() : src.height() == dst.height();
+    return (copy && kind != AreaXY) ||
+           (!planes(src.format()).empty() && src.format() != ZQ_FRAME_32U_C1);
 }
 
 // The destination of `kind` aiming at `to`: a one-axis stage keeps the other extent.
@@ -302,5 +301,162 @@ struct Stages {
         return axy;
     }
 };
+
+// ---------------------------------------------------------------- convolution
+// One axis: for each destination position its first source element and its weight row of
+// `capacity` weights (wrapped to the weight type), and the taps every position runs.
+struct Table {
+    std::vector<int> first;
+    std::vector<std::vector<int>> rows;
+    int taps = 0;
+};
+
+inline int wrapTo(int bits, int64_t v) {  // two's complement narrowing to `bits`
+    const int64_t m = int64_t(1) << bits, r = ((v % m) + m) % m;
+    return int(r >= m / 2 ? r - m : r);
+}
+
+// Area under the kernel from `from` to `to`: trapezoids on the points from + n/16 (each point
+// the previous plus 1/16) below `to`, and one last trapezoid from the last such point to `to`.
+inline float integral(IKernel& k, float centre, float from, float to) {
+    std::vector<float> xs{from};
+    for (float x = from + 0.0625f; x < to; x = x + 0.0625f) xs.push_back(x);
+    auto f = [&](float x) { return k.weight(x - centre); };
+    float pairs = 0.0f;
+    for (size_t j = 0; j + 1 < xs.size(); ++j) pairs += f(xs[j + 1]) + f(xs[j]);
+    return pairs * 0.03125f + (f(xs.back()) + f(to)) * (to - xs.back()) * 0.5f;
+}
+
+// The table of one axis; `bits` is 8 or 16 (6 or 14 fraction bits). Inner rows (wholly inside
+// the source) are shared by phase, within 0.001, the first found; past 16 phases a phase is
+// floored to 1/16. Border rows fold the taps outside the source back in by mirroring.
+inline Table table(IKernel& k, int src, int dst, int bits) {
+    const int unit = bits == 8 ? 64 : 16384;
+    const float scale = float(src) / float(dst);
+    k.setScale(scale);
+    const float width = k.width();
+    const int capacity = int(std::ceil(width + 1.0f));
+    std::vector<std::pair<float, std::vector<int>>> inner;
+    std::vector<int> border(size_t(capacity), 0);  // keeps what earlier border rows left
+    Table t;
+    for (int i = 0; i < dst; ++i) {
+        const float left = (float(i) + 0.5f) * scale - width * 0.5f;
+        float phase = left - std::floor(left);
+        int first = int(std::floor(left));
+        const bool is_inner = first >= 0 && first + capacity <= src;
+        if (is_inner && dst / std::gcd(src, dst) > 16) phase = std::floor(phase * 16.0f) / 16.0f;
+        auto hit = std::find_if(inner.begin(), inner.end(), [&](auto& e) {
+            return std::fabs(double(e.first - phase)) < 0.001;
+        });
+        if (is_inner && hit != inner.end()) {
+            t.first.push_back(first);
+            t.rows.push_back(hit->second);
+            continue;
+        }
+        const float reach = k.width() + phase;
+        const int aperture = int(std::ceil(reach));
+        std::vector<float> raw;
+        float sum = 0.0f;
+        for (int j = 0; j < aperture; ++j)
+            sum += raw.emplace_back(integral(k, phase + width * 0.5f, std::max(float(j), phase),
+                                             std::min(float(j) + 1.0f, reach)));
+        std::vector<int> w(size_t(capacity), 0);
+        int isum = 0;
+        for (int j = 0; j < aperture; ++j)
+            isum += w[j] = wrapTo(bits, std::lround(raw[j] * (float(unit) / std::fabs(sum))));
+        // The error, one unit per step from the centre out: an odd row's centre twice, then
+        // right and left in turn; an even row's left centre, then right and left in turn.
+        const int h = aperture / 2, c = h - 1 + aperture % 2;
+        std::vector<int> order{c};
+        if (aperture % 2 && h > 0) order.push_back(h);
+        for (int j = 1; j <= h; ++j) {
+            order.push_back(c + j);
+            if (j < h) order.push_back(c - j);
+        }
+        const int delta = isum < unit ? 1 : -1;
+        for (size_t s = 0; s < order.size() && isum != unit; ++s, isum += delta)
+            w[order[s]] = wrapTo(bits, w[order[s]] + delta);
+        if (is_inner) {
+            inner.push_back({phase, w});
+        } else {
+            const int start = std::max(first + aperture > src ? src - aperture : first, 0);
+            std::fill(border.begin(), border.begin() + aperture, 0);
+            for (int j = 0; j < aperture; ++j) {
+                int q = first + j < 0 ? -(first + j) - 1 : first + j;
+                q %= 2 * src;
+                if (q >= src) q = 2 * src - 1 - q;
+                border[q - start] = wrapTo(bits, border[q - start] + w[j]);
+            }
+            w = border;
+            first = start;
+        }
+        t.taps = std::max(t.taps, aperture);
+        t.first.push_back(first);
+        t.rows.push_back(w);
+    }
+    return t;
+}
+
+// One past the last source element that a non-zero weight of the table applies to.
+inline int reach(const Table& t) {
+    int end = 0;
+    for (size_t i = 0; i < t.first.size(); ++i)
+        for (int j = 0; j < t.taps; ++j)
+            if (t.rows[i][j] != 0) end = std::max(end, t.first[i] + j + 1);
+    return end;
+}
+
+// Horizontal pass over a whole frame. A source row is read through `row(p, y)`, which must give
+// the same bytes the library reads, also past the row's end; a sample under a weight of 0 adds
+// nothing and is not read. Sums wrap at 32 bits; results are clamped to a byte.
+template <class RowOf>
+void passX(IKernel& k, const FrameLayout& sl, RowOf row, Frame& out, int bits) {
+    for (int p = 0; p < sl.plane_count; ++p) {
+        const Table t = table(k, sl.planes[p].width, out.layout().planes[p].width, bits);
+        const int c = planes(sl.format)[p] - '0';
+        for (int y = 0; y < sl.planes[p].height; ++y) {
+            const uint8_t* src = row(p, y);
+            for (int i = 0; i < out.layout().planes[p].width * c; ++i) {
+                int64_t acc = 0;
+                for (int j = 0, w; j < t.taps; ++j)
+                    if ((w = t.rows[i / c][j])) acc += w * src[(t.first[i / c] + j) * c + i % c];
+                acc = int32_t(uint32_t(uint64_t(acc))) / (bits == 8 ? 64 : 16384);
+                *at(out, p, y, i) = uint8_t(std::clamp<int64_t>(acc, 0, 255));
+            }
+        }
+    }
+}
+
+// Vertical pass. The window holds `window` rows and starts at row 0; destination row r > 0 moves
+// it down by the rise of plane 0's first source row since the row before (never up, never past
+// the bottom), and every row reads its taps from the top of the window. Chroma of a half-height
+// plane is read from the luma rows' chroma rows.
+inline void passY(IKernel& k, const Frame& in, Frame& out, int bits) {
+    const FrameLayout &il = in.layout(), &ol = out.layout();
+    std::vector<Table> tables;
+    int window = 0, top = 0, last = 0;
+    for (int p = 0; p < il.plane_count; ++p) {
+        tables.push_back(table(k, il.planes[p].height, ol.planes[p].height, bits));
+        window = std::max(window, tables.back().taps);
+    }
+    for (int r = 0; r < ol.size.height; ++r) {
+        const int start = tables[0].first[r];
+        if (r > 0 && start > last)
+            top = std::min(top + start - last, std::max(top, il.size.height - window));
+        if (r > 0) last = start;
+        for (int p = 0; p < il.plane_count; ++p) {
+            const int omask = rowMask(ol, p), imask = rowMask(il, p), prow = omask ? r / 2 : r;
+            if (r & omask) continue;
+            for (int x = 0; x < il.planes[p].row_bytes; ++x) {
+                int64_t acc = 0;
+                for (int j = 0; j < tables[p].taps; ++j)
+                    acc += int64_t(*at(in, p, imask ? (top + j) / 2 : top + j, x)) *
+                           tables[p].rows[prow][j];
+                acc = int32_t(uint32_t(uint64_t(acc))) / (bits == 8 ? 64 : 16384);
+                *at(out, p, prow, x) = uint8_t(std::clamp<int64_t>(acc, 0, 255));
+            }
+        }
+    }
+}
 
 }  // namespace ref

@@ -1,5 +1,5 @@
-// The scaler stages against their reference models, what they keep between reuse calls, and
-// failures.
+// The nearest, bilinear and area stages and the Scaler that picks them, against their reference
+// models, and their failures.
 #include "reference.h"
 
 namespace {
@@ -9,25 +9,39 @@ using zqtest::throwsExactly;
 
 const std::string kRange = "Parameter 'window_size' is out of range.";
 
-// Every format over odd sizes, 1-pixel sources and destinations, both directions on each axis, an
-// unchanged axis, reductions that skip rows or reach 200 times; through one object of each kind,
-// so that its tables are kept while only the format changes; fed by the frame, then by a producer
-// whose rows must be pulled once each; into a region of a larger frame whose other bytes must
-// stay; then past the last row, where next() stays false and produce() repeats that row.
-TEST(Scalers, MatchTheReferenceForEveryFormatAndSize) {
-    const std::pair<Size, Size> sizes[] = {
+// Every format over odd sizes, 1-pixel sources and destinations, both directions on each axis,
+// an unchanged axis, reductions that skip rows or reach 300 times (8-bit area weights of 0);
+// then, on a few formats, every width from 1 to 70 and height from 1 to 40 at several ratios and
+// rows of 1920 pixels, so that every tail of the row kernels comes up. Fed by a frame (through
+// one object of each kind, whose tables are kept while only the format changes), by a frame at
+// odd addresses with odd strides, and by a producer whose rows must be pulled once each, in
+// order; into a destination with sentinels all around; then past the last row, where next()
+// stays false and produce() repeats that row.
+TEST(Scalers, MatchTheReference) {
+    std::vector<std::pair<Size, Size>> sizes = {
         {{7, 5}, {3, 7}},   {{5, 9}, {12, 4}},  {{1, 1}, {4, 3}},   {{6, 6}, {1, 1}},
         {{9, 7}, {9, 3}},   {{9, 7}, {9, 11}},  {{8, 4}, {5, 4}},   {{33, 17}, {20, 31}},
         {{12, 13}, {4, 5}}, {{2, 8}, {1, 1}},   {{6, 3}, {4, 2}},   {{3, 3}, {2, 2}},
         {{10, 12}, {3, 3}}, {{200, 3}, {7, 2}}, {{5, 200}, {7, 7}}, {{2, 10}, {9, 3}},
         {{13, 1}, {5, 1}},  {{1, 1}, {1, 1}},   {{7, 12}, {3, 6}},  {{9, 6}, {4, 6}},
-        {{300, 3}, {2, 2}}, {{3, 300}, {2, 2}}};  // more than 128 times: 8-bit area weights of 0
+        {{300, 3}, {2, 2}}, {{3, 300}, {2, 2}}};
+    const size_t every_format = sizes.size();
+    for (int n = 1; n <= 70; ++n)
+        for (int to : {n * 2 / 3, n / 2, n / 3, n / 5, n + 3}) {
+            sizes.push_back({{n, 6}, {std::max(to, 1), 4}});
+            if (n <= 40) sizes.push_back({{2 * (n % 5) + 3, n}, {3, std::max(to, 1)}});
+        }
+    for (int to : {1280, 960, 640, 1366, 1919, 700, 500, 300, 2500})
+        sizes.push_back({{1920, 8}, {to, 4 + (to > 1000)}});
+    const std::vector<FrameFormat> few = {ZQ_FRAME_GRAY8, ZQ_FRAME_BGR24, ZQ_FRAME_8U_C4,
+                                          ZQ_FRAME_NV12,  ZQ_FRAME_I420,  ZQ_FRAME_16U_C1};
     for (Kind kind : {Nearest, X, Y, XY, AreaX, AreaY, AreaXY})
         for (ScalerPrecision prec : {P8, P16}) {
             if (kind < AreaX && prec == P8) continue;
-            Stages stages;
-            for (auto [from, to] : sizes)
-                for (FrameFormat f : zqtest::allFormats()) {
+            Stages kept;
+            for (size_t i = 0; i < sizes.size(); ++i)
+                for (FrameFormat f : i < every_format ? zqtest::allFormats() : few) {
+                    const auto [from, to] = sizes[i];
                     const Size dst = shape(kind, from, to);
                     // Out of the contract: scaleAreaXY enlarging, or on 4:2:0 unless both
                     // vertical steps are whole and equal and 3 boxes fit the height.
@@ -36,59 +50,49 @@ TEST(Scalers, MatchTheReferenceForEveryFormatAndSize) {
                                                          from.height % dst.height))))
                         continue;
                     SCOPED_TRACE(::testing::Message()
-                                 << kNames[kind] << " p" << prec << " " << toString(f) << " "
-                                 << from.width << "x" << from.height << "->" << dst.width << "x"
-                                 << dst.height);
-                    const Frame src = make(f, from, 7u + f + 3u * from.width);
-                    for (bool feed : {false, true}) {
+                                 << kNames[kind] << prec << toString(f) << " " << from.width << "x"
+                                 << from.height << "->" << dst.width << "x" << dst.height);
+                    const uint32_t seed = 7u + f + 3u * from.width;
+                    const Frame whole = make(f, from, seed);
+                    // Odd addresses and strides, with room for YUYV, read past its rows.
+                    const zqtest::AppFrame odd(f, from, 4 * from.width + 3, 17, 16, seed);
+                    for (int mode = i < every_format ? 0 : 1; mode < 3; ++mode) {
                         // A producer's window is not clamped to its height, and one that skips
                         // rows misses the chroma of some.
-                        if (feed &&
-                            (kind == AreaXY || ((kind == Y || kind == XY) && from.height < 4) ||
+                        if (mode == 2 &&
+                            (i >= every_format || kind == AreaXY ||
+                             ((kind == Y || kind == XY) && from.height < 4) ||
                              (kind <= XY && kind != X && is420(f) && dst.height < from.height)))
                             break;
-                        const Size big(dst.width + 7, dst.height + 6);
-                        Frame want = make(f, big, 0), got = make(f, big, 0);
-                        Frame region = getRegion(want, Rect(3, 5, dst.width, dst.height));
-                        const bool ok = expect(src, region, kind, prec, !feed);
-                        region = getRegion(got, Rect(3, 5, dst.width, dst.height));
+                        const Frame& src = mode == 1 ? odd.frame : whole;
+                        Room want(f, dst), got(f, dst);
+                        const bool ok = expect(src, want.frame, kind, prec, mode < 2);
                         zqtest::FrameProducer producer(src);
                         Stages fresh;  // a window keeps counting the rows of its last source
                         IRowProducer& stage =
-                            feed ? fresh.reuse(kind, producer, dst, prec)
-                                 : (kind == AreaXY ? fresh : stages).reuse(kind, src, dst, prec);
-                        if (ok) produceFrame(stage, region);
+                            mode == 2 ? fresh.reuse(kind, producer, dst, prec)
+                                      : (kind == AreaXY ? fresh : kept).reuse(kind, src, dst, prec);
+                        if (ok) produceFrame(stage, got.frame);
                         // Refused row by row, each row computed or untouched.
                         for (int r = 0; !ok && r < dst.height; ++r) {
-                            RowData row{{at(region, 0, r)}};
+                            RowData row{{at(got.frame, 0, r)}};
                             EXPECT_TRUE(throwsExactly([&] { stage.produce(row); },
                                                       ZQ_STATUS_UNSUPPORTED_FORMAT,
                                                       unsupported(kind)));
                             EXPECT_EQ(stage.next(), r + 1 < dst.height);
                         }
-                        if (ok && got.layout().plane_count == 1) {  // past the end: the last row
-                            RowData row{{at(region, 0, dst.height - 1)}};
+                        if (ok && got.frame.layout().plane_count == 1) {  // past the end
+                            RowData row{{at(got.frame, 0, dst.height - 1)}};
                             stage.produce(row);
                         }
                         EXPECT_FALSE(stage.next());
-                        EXPECT_TRUE(sameStrides(got, want)) << (feed ? "producer" : "frame");
-                        const std::vector<int>& pulled = producer.produced;  // once, in order
+                        EXPECT_TRUE(got.same(want.frame, &want)) << "mode " << mode;
+                        const std::vector<int>& pulled = producer.produced;
                         EXPECT_TRUE(std::adjacent_find(pulled.begin(), pulled.end(),
                                                        std::greater_equal<int>()) == pulled.end());
                     }
                 }
         }
-}
-
-// Chroma pairs gathered from rows at odd addresses (byte copies, not 16-bit accesses).
-TEST(ScalerNearestNeighbor, ChromaPairsAtOddAddresses) {
-    const zqtest::AppFrame memory(ZQ_FRAME_NV12, Size(8, 4), 1, 1, 0, 3);  // odd strides too
-    const Frame& odd = memory.frame;
-    Frame want = make(ZQ_FRAME_NV12, Size(5, 3), 0), got = make(ZQ_FRAME_NV12, Size(5, 3), 0);
-    scale(odd, want, Nearest, true);
-    Stages st;
-    produceFrame(st.reuse(Nearest, odd, Size(5, 3)), got);
-    EXPECT_TRUE(sameStrides(got, want));
 }
 
 // The checks of reuse in their order: source, destination, precision; then the table checks,
@@ -121,16 +125,16 @@ TEST(Scalers, ReuseFailures) {
         EXPECT_TRUE(!area ||
                     fails(kind, zqtest::FrameProducer(gray), {2, 2}, prec, ScalerPrecision(0)));
     }
-    const Frame wide = make(ZQ_FRAME_GRAY8, Size(32768, 1), 0),
-                tall = make(ZQ_FRAME_GRAY8, Size(1, 32768), 0);
-    EXPECT_TRUE(fails(Nearest, wide, {3, 1}, "_src_xs[dst_size.width - 1] < src_size.width"));
-    EXPECT_TRUE(fails(Nearest, tall, {1, 3}, "_src_ys[dst_size.height - 1] < src_size.height"));
-    EXPECT_TRUE(fails(X, wide, {3, 1}, "_src_xs[dst_width - 1] < (src_size.width << SHIFT)"));
-    EXPECT_TRUE(
-        fails(Y, tall, {1, 1}, "_src_ys[dst_height - 1] < (src_layout.size.height << SHIFT)"));
-    EXPECT_TRUE(fails(XY, wide, {3, 1}, "_src_xs[dst_size.width - 1] < (src_size.width << SHIFT)"));
-    EXPECT_TRUE(
-        fails(XY, tall, {1, 3}, "_src_ys[dst_size.height - 1] < (src_size.height << SHIFT)"));
+    const Frame wide = make(ZQ_FRAME_GRAY8, {32768, 1}, 0),
+                tall = make(ZQ_FRAME_GRAY8, {1, 32768}, 0);
+    const std::tuple<Kind, const Frame*, Size, const char*> tables[] = {
+        {Nearest, &wide, {3, 1}, "_src_xs[dst_size.width - 1] < src_size.width"},
+        {Nearest, &tall, {1, 3}, "_src_ys[dst_size.height - 1] < src_size.height"},
+        {X, &wide, {3, 1}, "_src_xs[dst_width - 1] < (src_size.width << SHIFT)"},
+        {Y, &tall, {1, 1}, "_src_ys[dst_height - 1] < (src_layout.size.height << SHIFT)"},
+        {XY, &wide, {3, 1}, "_src_xs[dst_size.width - 1] < (src_size.width << SHIFT)"},
+        {XY, &tall, {1, 3}, "_src_ys[dst_size.height - 1] < (src_size.height << SHIFT)"}};
+    for (auto [kind, src, size, text] : tables) EXPECT_TRUE(fails(kind, *src, size, text));
     Stages st;
     const Frame widest = make(ZQ_FRAME_GRAY8, Size(32767, 1), 0);
     for (Kind kind : {Nearest, X, XY}) EXPECT_NO_THROW(st.reuse(kind, widest, Size(3, 1)));
@@ -148,38 +152,48 @@ TEST(Scalers, ReuseFailures) {
         EXPECT_TRUE(fails(AreaXY, gray, size, up, P8, ZQ_STATUS_UNSUPPORTED_FORMAT));
 }
 
-TEST(ScalerArea, TableIsRebuiltOnExtentsOnlyAndShiftAlways) {
-    // Source, destination, precision, precision of the table in use: a change of precision alone
-    // keeps the old weights beside the new shift.
-    const int steps[][4] = {{10, 3, 16, 16}, {10, 3, 8, 16}, {10, 4, 8, 8},
-                            {12, 4, 8, 8},   {12, 4, 16, 8}, {12, 5, 16, 16}};
-    Stages st;
-    for (auto [s, d, p, tp] : steps)
-        for (Kind kind : {AreaX, AreaY}) {
-            const Frame src = make(ZQ_FRAME_BGR24, shape(kind, {3, 3}, {s, s}), 5);
-            const Size to = shape(kind, src.size(), {d, d});
-            Frame want = make(ZQ_FRAME_BGR24, to, 0), got = make(ZQ_FRAME_BGR24, to, 0);
-            kind == AreaX ? areaX(src, want, tp, p) : areaY(src, want, tp, p);
-            produceFrame(st.reuse(kind, src, to, ScalerPrecision(p)), got);
-            EXPECT_TRUE(sameStrides(got, want))
-                << kNames[kind] << " " << s << "->" << d << " p" << p;
-        }
-}
-
-// 4:2:0 from height 4 to 3: 3 box rows, a window of 9 rows, more than 4. The same sizes keep the
-// steps, and the chroma step with them, so a gray frame then fails too; other sizes reset it.
-TEST(ScaleAreaXY, ChromaStepOfA420FrameSurvivesASameSizeReuse) {
-    const Frame i420 = make(ZQ_FRAME_I420, {4, 4}, 1), gray = make(ZQ_FRAME_GRAY8, {4, 4}, 1);
-    scaleAreaXY s, fresh;
-    for (const Frame* src : {&i420, &gray})
-        EXPECT_TRUE(throwsExactly(
-            [&] {
-                s.reuse(*src, {3, 3}, P16);
-            },
-            ZQ_STATUS_OUT_OF_RANGE, kRange));
-    EXPECT_NO_THROW(fresh.reuse(gray, {3, 3}, P16));
-    EXPECT_NO_THROW(s.reuse(gray, {3, 2}, P16));
-    EXPECT_NO_THROW(s.reuse(gray, {3, 3}, P16));
+// One Scaler, changing method and axes: a copy at the same size whatever the method; else the
+// rows of the stages it should pick (one axis alone when only one changes, X then Y for area on
+// both), and on a format the stages refuse, the refusal names the last of them. initialized()
+// answers the reverse (true until a reuse succeeds), and an unknown method with sizes that
+// differ leaves the previous stage in place.
+TEST(Scaler, PicksTheStagesAndFails) {
+    const std::tuple<Size, ScaleMethod, Kind, Kind> cases[] = {
+        {{13, 4}, ZQ_SCALE_BILINEAR, Y, Y},    {{6, 9}, ZQ_SCALE_BILINEAR, X, X},
+        {{20, 5}, ZQ_SCALE_BILINEAR, XY, XY},  {{5, 17}, ZQ_SCALE_NEAREST, Nearest, Nearest},
+        {{5, 4}, ZQ_SCALE_AREA, AreaX, AreaY}, {{13, 4}, ZQ_SCALE_AREA, AreaY, AreaY},
+        {{4, 9}, ZQ_SCALE_AREA, AreaX, AreaX}, {{13, 9}, ScaleMethod(99), X, X}};
+    Scaler scaler, fresh;
+    for (auto [to, method, first, last] : cases)
+        for (FrameFormat f : {ZQ_FRAME_BGR24, ZQ_FRAME_I420, ZQ_FRAME_BGR32F})
+            for (bool feed : {false, true}) {
+                const Frame src = make(f, Size(13, 9), 3);
+                const bool copy = to == src.size();
+                if (!copy && f != ZQ_FRAME_BGR24) continue;
+                Room want(f, to), got(f, to);
+                Frame mid = make(f, shape(first, src.size(), to), 0);
+                expect(src, first == last ? want.frame : mid, first, 16, true);
+                if (first != last) expect(mid, want.frame, last, 16, false);
+                zqtest::FrameProducer producer(src);
+                feed ? scaler.reuse(producer, to, method) : scaler.reuse(src, to, method);
+                produceFrame(scaler, got.frame);
+                EXPECT_TRUE(got.same(want.frame, &want)) << kNames[last] << method << feed;
+                if (copy || feed) continue;
+                scaler.reuse(make(ZQ_FRAME_RGB24, Size(13, 9), 3), to, method);
+                EXPECT_TRUE(throwsExactly([&] { produceFrame(scaler, got.frame); },
+                                          ZQ_STATUS_UNSUPPORTED_FORMAT, unsupported(last)));
+            }
+    const Frame src = make(ZQ_FRAME_GRAY8, Size(8, 8), 4);
+    EXPECT_TRUE(fresh.initialized());
+    scaler.reuse(src, Size(4, 4), ZQ_SCALE_NEAREST);
+    EXPECT_FALSE(scaler.initialized());
+    EXPECT_TRUE(throwsExactly([&] { scaler.reuse(src, Size(3, 3), ScaleMethod(3)); },
+                              ZQ_STATUS_INVALID_PARAMETER,
+                              "Failure in Scaler::reuse(...) : parameter 'method' is invalid 3."));
+    Room want(ZQ_FRAME_GRAY8, {4, 4}), got(ZQ_FRAME_GRAY8, {4, 4});
+    scale(src, want.frame, Nearest, true);
+    produceFrame(scaler, got.frame);
+    EXPECT_TRUE(got.same(want.frame, &want));
 }
 
 }  // namespace

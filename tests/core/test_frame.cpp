@@ -1,5 +1,6 @@
 #include "test_support.h"
 
+#include <functional>
 #include <type_traits>
 
 namespace {
@@ -9,29 +10,10 @@ using zqtest::throwsExactly;
 
 static_assert(std::is_trivially_copyable_v<FrameLayout>, "stages copy layouts bytewise");
 
-// Sub-sampled planes round up; invalid formats and empty sizes have no planes; packed 4:2:2
-// rows leave room for the 4-byte elements the scalers write.
-TEST(FrameLayout, PlanesFollowTheFormat) {
-    std::string planes;
-    for (FrameFormat format : {ZQ_FRAME_BGR24, ZQ_FRAME_BGR32F_PLANAR, ZQ_FRAME_I420, ZQ_FRAME_NV21,
-                               ZQ_FRAME_YV16, ZQ_FRAME_NV16, ZQ_FRAME_NONE, FrameFormat(21)}) {
-        planes += "|";
-        for (const PlaneLayout& pl : FrameLayout(format, Size(5, 5), 64).planes)
-            if (pl.width)
-                planes += std::to_string(pl.width) + "x" + std::to_string(pl.height) + "x" +
-                          std::to_string(pl.channels * pl.bits_per_channel) + " ";
-    }
-    EXPECT_EQ(planes,
-              "|5x5x24 |5x5x32 5x5x32 5x5x32 |5x5x8 3x3x8 3x3x8 |5x5x8 3x3x16 "
-              "|5x5x8 3x5x8 3x5x8 |5x5x8 3x5x16 ||");
-    EXPECT_EQ(FrameLayout(ZQ_FRAME_GRAY8, Size(0, 4), 64).plane_count, 0);
-    const FrameLayout yuyv(ZQ_FRAME_YUYV, Size(33, 2), 64);
-    EXPECT_TRUE(yuyv.planes[0].row_bytes == 66 && yuyv.planes[0].stride >= 4 * 33);
-}
-
-// Handles share pixels; a copy does not. Storage is kept when unshared and large enough, never
-// re-laid under a sharer. Allocated planes are aligned and reads around them stay inside the
-// allocation (AddressSanitizer checks it) and see zeros on every machine.
+// Handles share pixels; a copy does not; storage is never re-laid under a sharer. Allocated
+// planes are aligned and reads around them stay inside the allocation (AddressSanitizer checks
+// it) and see zeros on every machine; packed 4:2:2 rows leave room for the 4-byte elements the
+// scalers write.
 TEST(Frame, HandlesCopiesAndStorage) {
     Frame a, copy;
     a.reuse(ZQ_FRAME_GRAY8, Size(7, 3));
@@ -39,19 +21,16 @@ TEST(Frame, HandlesCopiesAndStorage) {
     sharer.setZero();
     a.copyTo(copy);
     copy.data(0)[0] = 77;
-    EXPECT_EQ(a.data(0)[0], 0);
-    unsigned char* first = a.data(0);
     a.reuse(ZQ_FRAME_GRAY8, Size(4, 2));
-    EXPECT_TRUE(a.data(0) != first && sharer.size() == Size(7, 3));
-    first = a.data(0);
-    a.reuse(ZQ_FRAME_GRAY8, Size(2, 2));
-    EXPECT_EQ(a.data(0), first);
+    EXPECT_TRUE(sharer.data(0)[0] == 0 && sharer.size() == Size(7, 3));
     a.reuse(ZQ_FRAME_I420, Size(5, 5), DeviceContext(3, 1));
     int sum = 0;
     for (int i = 0; i < 64; ++i)
         sum += a.data(0)[-1 - i] + a.data(2)[a.layout().planes[2].plane_bytes + i];
     for (int p = 0; p < 3; ++p) EXPECT_EQ(reinterpret_cast<uintptr_t>(a.data(p)) % 64, 0u);
     EXPECT_EQ(sum, 0);
+    const FrameLayout yuyv(ZQ_FRAME_YUYV, Size(33, 2), 64);
+    EXPECT_TRUE(yuyv.planes[0].row_bytes == 66 && yuyv.planes[0].stride >= 4 * 33);
 }
 
 // A region's planes start at the parent's pixel (x, y) divided by each plane's sampling
@@ -85,21 +64,21 @@ TEST(Frame, RefusalsCarryTheirStatusAndText) {
     unsigned char *planes[2] = {y.data(), uv.data()}, *missing[2] = {y.data(), nullptr};
     const int32_t strides[2] = {10, 10}, short_strides[2] = {10, 5};
     const auto wrap = [&](FrameFormat f, unsigned char** p, const int32_t* s) {
-        return Frame(f, Size(6, 4), p, s);
+        return [=] { (void)Frame(f, Size(6, 4), p, s); };
     };
     Frame gray, none;
     gray.reuse(ZQ_FRAME_GRAY8, Size(4, 4));
-    EXPECT_TRUE(
-        throwsExactly([&] { wrap(ZQ_FRAME_NV12, planes, short_strides); }, ZQ_STATUS_INVALID_STRIDE,
-                      "Failure in Frame::Frame(...) : plane 1 stride is shorter than its row."));
-    EXPECT_TRUE(throwsExactly([&] { wrap(ZQ_FRAME_NV12, missing, strides); },
-                              ZQ_STATUS_NULL_POINTER,
-                              "Failure in Frame::Frame(...) : plane 1 address is null."));
-    EXPECT_TRUE(
-        throwsExactly([&] { wrap(FrameFormat(22), planes, strides); }, ZQ_STATUS_INVALID_PARAMETER,
-                      "Failure in Frame::Frame(...) : format 22 at size 6x4 is not valid."));
-    EXPECT_TRUE(throwsExactly([&] { getRegion(gray, Rect(4, 0, 2, 2)); }, ZQ_STATUS_OUT_OF_RANGE,
-                              "Failure in getRegion(...) : region does not overlap the frame."));
+    const std::string wrapped = "Failure in Frame::Frame(...) : ";
+    const std::tuple<std::function<void()>, Status, std::string> cases[] = {
+        {wrap(ZQ_FRAME_NV12, planes, short_strides), ZQ_STATUS_INVALID_STRIDE,
+         wrapped + "plane 1 stride is shorter than its row."},
+        {wrap(ZQ_FRAME_NV12, missing, strides), ZQ_STATUS_NULL_POINTER,
+         wrapped + "plane 1 address is null."},
+        {wrap(FrameFormat(22), planes, strides), ZQ_STATUS_INVALID_PARAMETER,
+         wrapped + "format 22 at size 6x4 is not valid."},
+        {[&] { getRegion(gray, Rect(4, 0, 2, 2)); }, ZQ_STATUS_OUT_OF_RANGE,
+         "Failure in getRegion(...) : region does not overlap the frame."}};
+    for (const auto& [call, status, text] : cases) EXPECT_TRUE(throwsExactly(call, status, text));
     // Thrown inside the shared library, caught here by type with its place.
     try {
         getRegion(none, Rect(0, 0, 2, 2));

@@ -8,16 +8,6 @@ using zqtest::throwsExactly;
 const char* const kFrameNotInitialized =
     "Failure in RowWriter::RowWriter(...) : frame is not initialized.";
 
-TEST(RowMask, FollowsTheEvenHeightRule) {
-    const std::tuple<FrameFormat, int, int, int> cases[] = {
-        {ZQ_FRAME_I420, 4, 0, 0}, {ZQ_FRAME_I420, 4, 1, 1}, {ZQ_FRAME_I420, 5, 1, 1},
-        {ZQ_FRAME_NV12, 3, 1, 1}, {ZQ_FRAME_YV16, 5, 1, 0}, {ZQ_FRAME_GRAY8, 1, 0, 1},
-        {ZQ_FRAME_GRAY8, 2, 0, 0}};
-    for (const auto& [format, height, plane, mask] : cases)
-        EXPECT_EQ(rowMask(FrameLayout(format, Size(6, height), 64), plane), mask)
-            << toString(format) << " h" << height << " p" << plane;
-}
-
 // Past the last row the reader stands still and the writer hands out nulls; both refuse an
 // uninitialized frame, and so does produceFrame an unconfigured producer.
 TEST(RowCursors, PastTheEndAndRefusals) {

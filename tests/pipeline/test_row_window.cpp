@@ -75,11 +75,15 @@ TEST(RowWindow, SlidesSkipsAndStopsAtTheBottom) {
 
 // Sub-sampled planes of a producer share one slot per pair of rows. After a skip to an odd row
 // the chroma slot of that row's pair keeps its old contents (zero in a fresh ring), where a
-// frame-fed window is exact.
-TEST(RowWindow, SubSampledSlotsOfAProducer) {
-    const Frame nv12 = numberedRows(ZQ_FRAME_NV12, Size(4, 7));
+// frame-fed window is exact. A new producer of the same geometry keeps the rings, and the
+// running count of source rows is not reset: no row of the new producer is skipped until that
+// count is passed, so window row r is filled from the new producer's row 0.
+TEST(RowWindow, ProducerSlotsAndRunningCount) {
+    const Frame nv12 = numberedRows(ZQ_FRAME_NV12, Size(4, 7)),
+                i420 = numberedRows(ZQ_FRAME_I420, Size(4, 8)),
+                gray = numberedRows(ZQ_FRAME_GRAY8, Size(2, 6));
     zqtest::FrameProducer producer(nv12);
-    RowWindow w;
+    RowWindow w, skipped, exact;
     w.reuse(producer, 4);
     for (int first = 0; first <= 3; ++first) {
         w.advanceTo(first);
@@ -87,33 +91,23 @@ TEST(RowWindow, SubSampledSlotsOfAProducer) {
             EXPECT_EQ(w.rowData(i).plane[0][0] * 256 + w.rowData(i).plane[1][0],
                       (first + i + 1) * 256 + 64 + (first + i) / 2 + 1);
     }
-    const Frame i420 = numberedRows(ZQ_FRAME_I420, Size(4, 8));
     producer.reset(i420);
-    RowWindow skipped, exact;
-    skipped.reuse(producer, 2);
-    exact.reuse(i420, 2);
-    skipped.advanceTo(3);
-    exact.advanceTo(3);
-    EXPECT_EQ(skipped.rowData(0).plane[0][0], 4);
-    EXPECT_EQ(skipped.rowData(0).plane[1][0], 0);
-    EXPECT_EQ(exact.rowData(0).plane[1][0], 64 + 2);
-    for (RowWindow* w : {&skipped, &exact}) EXPECT_EQ(w->rowData(1).plane[1][0], 64 + 3);
-}
-
-// A new producer of the same geometry keeps the rings, and the running count of source rows
-// is not reset: no row of the new producer is skipped until that count is passed, so window
-// row r is filled from the new producer's row 0.
-TEST(RowWindow, RunningCountSurvivesANewProducer) {
-    const Frame frame = numberedRows(ZQ_FRAME_GRAY8, Size(2, 6));
+    skipped.reuse(producer, 2), exact.reuse(i420, 2);
+    skipped.advanceTo(3), exact.advanceTo(3);
+    // Luma row 3, then the chroma of rows 3 and 4 from each window.
+    EXPECT_EQ((std::vector<int>{skipped.rowData(0).plane[0][0], skipped.rowData(0).plane[1][0],
+                                exact.rowData(0).plane[1][0], skipped.rowData(1).plane[1][0],
+                                exact.rowData(1).plane[1][0]}),
+              (std::vector<int>{4, 0, 64 + 2, 64 + 3, 64 + 3}));
     for (auto [size, walk, target] : {std::tuple{2, 1, 0}, std::tuple{1, 6, 3}}) {
-        zqtest::FrameProducer first(frame), second(frame);
-        RowWindow w;
-        w.reuse(first, size);
-        for (int r = 0; r < walk; ++r) w.advanceTo(r), w.rowData(0);
-        EXPECT_EQ(w.sourceRow(), walk + size - 1);
-        w.reuse(second, size);
-        w.advanceTo(target);
-        EXPECT_EQ(w.rowData(size - 1).plane[0][0], size);
+        zqtest::FrameProducer first(gray), second(gray);
+        RowWindow win;
+        win.reuse(first, size);
+        for (int r = 0; r < walk; ++r) win.advanceTo(r), win.rowData(0);
+        EXPECT_EQ(win.sourceRow(), walk + size - 1);
+        win.reuse(second, size);
+        win.advanceTo(target);
+        EXPECT_EQ(win.rowData(size - 1).plane[0][0], size);
         EXPECT_EQ(second.produced, (size == 1 ? std::vector<int>{0} : std::vector<int>{0, 1}));
     }
 }

@@ -203,11 +203,8 @@ TEST(ScalerConvolutional, Failures) {
     kept.reuse(lanczos, wide, {300, 8}, P16);
     half.reuse(box, gray, {20, 20}, P16);
     EXPECT_THROW(half.reuse(box, gray, {41, 20}, P16), Exception);  // leaves no half-built pass
-    auto reuse = [](IKernel& k, auto& src, Size to, ScalerPrecision p,
-                    ScalerConvolutional* s = nullptr) -> std::function<void()> {
-        return [&k, &src, to, p, s] {
-            s ? s->reuse(k, src, to, p) : ScalerConvolutional().reuse(k, src, to, p);
-        };
+    auto reuse = [](IKernel& k, auto& src, Size to, ScalerPrecision p) -> std::function<void()> {
+        return [&k, &src, to, p] { ScalerConvolutional().reuse(k, src, to, p); };
     };
     Frame out = make(ZQ_FRAME_BGR24, {40, 40}, 0);
     RowData row{{out.data(0), out.data(0), out.data(0)}};
@@ -234,7 +231,10 @@ TEST(ScalerConvolutional, Failures) {
         {reuse(lanczos, gray, {40, 4}, P16), range, "Parameter 'window_size' is out of range."},
         {reuse(zero, gray, {8, 8}, P16), ZQ_STATUS_NULL_POINTER,
          "Failure in computeWeights(...): Kernel has zero weight sum."},
-        {reuse(lanczos, narrow, {300, 8}, P16, &kept), range,
+        {[&] {
+             kept.reuse(lanczos, narrow, {300, 8}, P16);
+         },
+         range,
          "Failure in ScaleX::reuse(...) : the kernel would read " + std::to_string(past) +
              " bytes past a row of plane 0, more than 1024."},
         {produce(half), ZQ_STATUS_INVALID_STATE,
@@ -246,15 +246,16 @@ TEST(ScalerConvolutional, Failures) {
         {[&] { fresh.layout(); }, unset, "instance not initialized"},
     };
     // Formats accepted by reuse, refused at the first row by the pass that does not serve them.
-    const FrameFormat formats[] = {ZQ_FRAME_16U_C1,       ZQ_FRAME_32U_C1, ZQ_FRAME_RGB24,
-                                   ZQ_FRAME_BGR24_PLANAR, ZQ_FRAME_YUYV,   ZQ_FRAME_UYVY};
     ScalerConvolutional refusing[6];
     Frame srcs[6];
-    for (int i = 0; i < 6; ++i) {
-        refusing[i].reuse(box, srcs[i] = make(formats[i], {12, 8}, 3), {6, 4}, P16);
+    int i = 0;
+    for (FrameFormat f : {ZQ_FRAME_16U_C1, ZQ_FRAME_32U_C1, ZQ_FRAME_RGB24, ZQ_FRAME_BGR24_PLANAR,
+                          ZQ_FRAME_YUYV, ZQ_FRAME_UYVY}) {
+        refusing[i].reuse(box, srcs[i] = make(f, {12, 8}, 3), {6, 4}, P16);
         cases.emplace_back(produce(refusing[i]), ZQ_STATUS_UNSUPPORTED_FORMAT,
                            i < 4 ? "Failure in ScaleY::produce(...) : unsupported frame format."
                                  : "Failure in ScaleX::produce(...) : unsupported format.");
+        ++i;
     }
     for (const auto& [call, status, text] : cases)
         EXPECT_TRUE(throwsExactly(call, status, text)) << text;

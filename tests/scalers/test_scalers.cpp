@@ -1,5 +1,4 @@
-// The nearest, bilinear and area stages and the Scaler that picks them, against their reference
-// models, and their failures.
+// The nearest, bilinear and area stages against their reference models, and their failures.
 #include "reference.h"
 
 namespace {
@@ -150,50 +149,6 @@ TEST(Scalers, ReuseFailures) {
         "only.";
     for (Size size : {Size(5, 4), Size(4, 5)})
         EXPECT_TRUE(fails(AreaXY, gray, size, up, P8, ZQ_STATUS_UNSUPPORTED_FORMAT));
-}
-
-// One Scaler, changing method and axes: a copy at the same size whatever the method; else the
-// rows of the stages it should pick (one axis alone when only one changes, X then Y for area on
-// both), and on a format the stages refuse, the refusal names the last of them. initialized()
-// answers the reverse (true until a reuse succeeds), and an unknown method with sizes that
-// differ leaves the previous stage in place.
-TEST(Scaler, PicksTheStagesAndFails) {
-    const std::tuple<Size, ScaleMethod, Kind, Kind> cases[] = {
-        {{13, 4}, ZQ_SCALE_BILINEAR, Y, Y},    {{6, 9}, ZQ_SCALE_BILINEAR, X, X},
-        {{20, 5}, ZQ_SCALE_BILINEAR, XY, XY},  {{5, 17}, ZQ_SCALE_NEAREST, Nearest, Nearest},
-        {{5, 4}, ZQ_SCALE_AREA, AreaX, AreaY}, {{13, 4}, ZQ_SCALE_AREA, AreaY, AreaY},
-        {{4, 9}, ZQ_SCALE_AREA, AreaX, AreaX}, {{13, 9}, ScaleMethod(99), X, X}};
-    Scaler scaler, fresh;
-    for (auto [to, method, first, last] : cases)
-        for (FrameFormat f : {ZQ_FRAME_BGR24, ZQ_FRAME_I420, ZQ_FRAME_BGR32F})
-            for (bool feed : {false, true}) {
-                const Frame src = make(f, Size(13, 9), 3);
-                const bool copy = to == src.size();
-                if (!copy && f != ZQ_FRAME_BGR24) continue;
-                Room want(f, to), got(f, to);
-                Frame mid = make(f, shape(first, src.size(), to), 0);
-                expect(src, first == last ? want.frame : mid, first, 16, true);
-                if (first != last) expect(mid, want.frame, last, 16, false);
-                zqtest::FrameProducer producer(src);
-                feed ? scaler.reuse(producer, to, method) : scaler.reuse(src, to, method);
-                produceFrame(scaler, got.frame);
-                EXPECT_TRUE(got.same(want.frame, &want)) << kNames[last] << method << feed;
-                if (copy || feed) continue;
-                scaler.reuse(make(ZQ_FRAME_RGB24, Size(13, 9), 3), to, method);
-                EXPECT_TRUE(throwsExactly([&] { produceFrame(scaler, got.frame); },
-                                          ZQ_STATUS_UNSUPPORTED_FORMAT, unsupported(last)));
-            }
-    const Frame src = make(ZQ_FRAME_GRAY8, Size(8, 8), 4);
-    EXPECT_TRUE(fresh.initialized());
-    scaler.reuse(src, Size(4, 4), ZQ_SCALE_NEAREST);
-    EXPECT_FALSE(scaler.initialized());
-    EXPECT_TRUE(throwsExactly([&] { scaler.reuse(src, Size(3, 3), ScaleMethod(3)); },
-                              ZQ_STATUS_INVALID_PARAMETER,
-                              "Failure in Scaler::reuse(...) : parameter 'method' is invalid 3."));
-    Room want(ZQ_FRAME_GRAY8, {4, 4}), got(ZQ_FRAME_GRAY8, {4, 4});
-    scale(src, want.frame, Nearest, true);
-    produceFrame(scaler, got.frame);
-    EXPECT_TRUE(got.same(want.frame, &want));
 }
 
 }  // namespace

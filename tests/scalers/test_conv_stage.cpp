@@ -185,6 +185,51 @@ TEST(ScalerConvolutional, SameBytesOnEveryTarget) {
     }
 }
 
+// Fed by a library stage and feeding one: the bytes of the same chain fed by a producer of the
+// stage's own output, which the sweep above holds to the model.
+TEST(ScalerConvolutional, BetweenLibraryStages) {
+    examples::LanczosKernel lanczos;
+    examples::GaussianKernel gauss;
+    enum Feed { Copier, Bilinear, Converter };
+    const struct {
+        Feed feed;
+        FrameFormat fed;
+        Size from, to;
+        IKernel& k;
+        ScalerPrecision prec;
+        FrameFormat out;
+    } cases[] = {{Copier, ZQ_FRAME_I420, {37, 29}, {9, 7}, lanczos, P16, ZQ_FRAME_BGR24},
+                 {Bilinear, ZQ_FRAME_BGR24, {60, 44}, {13, 10}, gauss, P8, ZQ_FRAME_I420},
+                 {Converter, ZQ_FRAME_NV12, {50, 34}, {11, 9}, lanczos, P8, ZQ_FRAME_BGR24}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(::testing::Message() << c.feed << " " << toString(c.fed));
+        const Frame src = make(c.feed == Converter ? ZQ_FRAME_BGR24 : c.fed, c.from, 21u);
+        RowCopier copier;
+        Scaler scaler;
+        FormatConverter converter;
+        IRowProducer* feed = &copier;
+        if (c.feed == Copier) copier.reuse(src);
+        if (c.feed == Converter) converter.reuse(src, c.fed), feed = &converter;
+        if (c.feed == Bilinear) scaler.reuse(src, Size(45, 33), ZQ_SCALE_BILINEAR), feed = &scaler;
+        Frame fed, want, got;
+        produceFrame(*feed, fed);
+        auto run = [&](IRowProducer& source, Frame& out) {
+            ScalerConvolutional stage;
+            FormatConverter tail;
+            stage.reuse(c.k, source, c.to, c.prec);
+            tail.reuse(stage, c.out);
+            produceFrame(tail, out);
+        };
+        zqtest::FrameProducer replay(fed);
+        run(replay, want);
+        if (c.feed == Copier) copier.reuse(src);
+        if (c.feed == Converter) converter.reuse(src, c.fed);
+        if (c.feed == Bilinear) scaler.reuse(src, Size(45, 33), ZQ_SCALE_BILINEAR);
+        run(*feed, got);
+        EXPECT_TRUE(zqtest::samePixels(want, got));
+    }
+}
+
 // Every failure of the stage and its passes: status and text.
 TEST(ScalerConvolutional, Failures) {
     examples::LanczosKernel lanczos;

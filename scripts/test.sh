@@ -79,7 +79,9 @@ targets=test_threads tests='^threads\.' run tsan -DCMAKE_BUILD_TYPE=Debug -DZQ_B
     -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=thread" -DCMAKE_SHARED_LINKER_FLAGS="-fsanitize=thread"
 
 # Each fuzz target runs from a copy of its corpus (libFuzzer adds what it finds to the
-# first directory); a crash fails the run, and its log names the reproducer.
+# first directory); a crash fails the run, and its log names the reproducer. The library
+# may ask for a block of up to 4 GiB (a kernel store of up to 2 GiB of which only the rows
+# written become resident), so single allocations may pass the 2 GiB resident limit.
 fuzz() {
     local dir=$out/fuzz
     local flags="-O1 -g -fsanitize=address,undefined,fuzzer-no-link -fno-sanitize-recover=all"
@@ -102,8 +104,8 @@ fuzz() {
         local work=$dir/corpus-$target log=$dir/$target.log
         rm -rf "$work" && mkdir -p "$work"
         if "$dir/tests/fuzz/fuzz_$target" "$work" "$root/tests/fuzz/corpus/$target" \
-            -max_total_time="$seconds" -timeout=25 -rss_limit_mb=2048 -print_final_stats=1 \
-            -artifact_prefix="$dir/$target-" >"$log" 2>&1; then
+            -max_total_time="$seconds" -timeout=25 -rss_limit_mb=2048 -malloc_limit_mb=4200 \
+            -print_final_stats=1 -artifact_prefix="$dir/$target-" >"$log" 2>&1; then
             results+=("$target $(grep -o 'number_of_executed_units: *[0-9]*' "$log" | grep -o '[0-9]*$') runs")
         else
             grep -E -A40 'ERROR|runtime error|deadly signal|Test unit written' "$log" | head -n 80

@@ -170,16 +170,19 @@ void Buffer::resize(unsigned bytes, bool flag) {
     if (capacity > kMaxBytes)
         ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY, "Failed to allocate %u bytes.", bytes);
     clear();
-    const uint64_t total = uint64_t(kGuardBytes) * 2 + capacity;
-    void* block = nullptr;
-    if (total > SIZE_MAX || posix_memalign(&block, kAlignment, size_t(total)) != 0) block = nullptr;
-    if (!block) ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY, "Failed to allocate %u bytes.", bytes);
     // New storage starts as zeros, guards included: kernels that read a sample
     // past a row's end or before its start then see the same bytes on every
-    // machine, not whatever the allocator left there.
-    std::memset(block, 0, size_t(total));
+    // machine, not whatever the allocator left there. calloc gives zeros
+    // without touching fresh pages, so a large table of which a few rows are
+    // written (the convolution kernel store) costs only the pages it writes.
+    // The extra kAlignment bytes let the data start on a 64-byte boundary.
+    const uint64_t total = uint64_t(kGuardBytes) * 2 + capacity + kAlignment;
+    void* block = total > SIZE_MAX ? nullptr : std::calloc(size_t(total), 1);
+    if (!block) ZQ_THROW(ZQ_STATUS_OUT_OF_MEMORY, "Failed to allocate %u bytes.", bytes);
+    const uintptr_t start = reinterpret_cast<uintptr_t>(block) + kGuardBytes;
+    const uintptr_t aligned = (start + (kAlignment - 1)) & ~uintptr_t(kAlignment - 1);
     _block = block;
-    _data = static_cast<unsigned char*>(block) + kGuardBytes;
+    _data = static_cast<unsigned char*>(block) + (aligned - reinterpret_cast<uintptr_t>(block));
     _size = bytes;
     _capacity = uint32_t(capacity);
 }

@@ -1,5 +1,8 @@
 // The convolutional scaler: worked table numbers, every byte against the reference model, the
 // same bytes on every target, and the failures of the stage and of its table builders.
+#include <unistd.h>
+
+#include <cstdio>
 #include <functional>
 
 #include "reference.h"
@@ -102,6 +105,28 @@ TEST(ConvTables, WorkedNumbers) {
     }
     EXPECT_EQ(impl::maxAperture<signed char>(), 64);
     EXPECT_EQ(impl::maxAperture<short>(), 16384);
+}
+
+// Resident pages of this process, from /proc (0 where it cannot be read).
+long residentPages() {
+    long size = 0, resident = 0;
+    if (FILE* f = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(f, "%ld %ld", &size, &resident) != 2) resident = 0;
+        std::fclose(f);
+    }
+    return resident;
+}
+
+// The kernel store holds aperture + 16 rows, but a reduction writes a few of them: a box
+// 8192 to 1 keeps a table of 129 MiB of which 16 kB are written. Only those pages may count.
+TEST(ConvTables, WideTableCostsTheRowsWritten) {
+    examples::BoxKernel box;
+    impl::ScaleData<short> d;
+    const long before = residentPages();
+    d.reuse(&box, 8192, 1);
+    const long grown = residentPages() - before;
+    EXPECT_GT(d._builder._data.size(), 128u << 20);
+    if (before > 0) EXPECT_LT(grown * sysconf(_SC_PAGESIZE), 16l << 20);
 }
 
 // Every kernel, precision, served format and size (odd, one pixel, one axis unchanged, refused

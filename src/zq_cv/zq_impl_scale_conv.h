@@ -37,7 +37,8 @@ struct RowPlan {
     std::vector<unsigned char> streams;  // scratch: channels * `step` streams of `stream_length`
     int32_t stream_length = 0;
     std::vector<uint32_t> sums;        // scratch: one run's sums
-    std::vector<unsigned char> bytes;  // scratch: one run's results
+    std::vector<unsigned char> bytes;  // scratch: one run's results, or one block per phase
+    int32_t phase_length = 0;          // positions of a phase block in `bytes`
 };
 
 /// Convolves each row along its width. Reads one source row at a time.

@@ -126,16 +126,33 @@ void sweepChannel(const ScaleData<T>& data, RowPlan& plan, const unsigned char* 
         }
         unsigned char* out = dst + int64_t(sweep.phase + sweep.m0 * plan.period) * C;
         // Results side by side first, where the division and clamp
-        // vectorise, then spread over the run's positions.
+        // vectorise, then spread over the run's positions. One channel at a
+        // period of 2 to 4 leaves them in one block per phase, interleaved
+        // in one pass afterwards.
         const bool packed_in_place = C == 1 && plan.period == 1;
-        unsigned char* packed = packed_in_place ? out : bytes;
+        const bool by_phase = C == 1 && plan.period > 1 && plan.period <= 4;
+        unsigned char* packed = packed_in_place ? out
+                                : by_phase
+                                    ? bytes + int64_t(sweep.phase) * plan.phase_length + sweep.m0
+                                    : bytes;
         for (int32_t m = 0; m < count; ++m)
             packed[m] = uint8_t(std::clamp(int32_t(acc[m]) / unit, int32_t(0), int32_t(255)));
-        if (!packed_in_place) {
+        if (!packed_in_place && !by_phase) {
             const int64_t spread = int64_t(plan.period) * C;
             for (int32_t m = 0; m < count; ++m) out[m * spread] = packed[m];
         }
     }
+}
+
+// Interleaves `P` blocks of `length` bytes into a row of `n`: byte i is byte
+// i / P of block i % P. Positions no sweep wrote take stale bytes here and
+// are written again by the table's own loop.
+template <int P>
+void interleave(const unsigned char* blocks, int32_t length, int32_t n, unsigned char* dst) {
+    const int32_t whole = n / P;
+    for (int32_t m = 0; m < whole; ++m)
+        for (int r = 0; r < P; ++r) dst[m * P + r] = blocks[r * length + m];
+    for (int32_t i = whole * P; i < n; ++i) dst[i] = blocks[(i % P) * length + i / P];
 }
 
 // Phase sweeps over a row of C channels: each channel is a row of one
@@ -168,6 +185,20 @@ void sweepRowX8(const ScaleData<T>& data, RowPlan& plan, const unsigned char* sr
             streams = out;
         }
         sweepChannel<T, 1>(data, plan, streams, length, dst);
+        const int32_t n = data._dst_size, phase_length = plan.phase_length;
+        switch (plan.period) {
+            case 2:
+                interleave<2>(plan.bytes.data(), phase_length, n, dst);
+                break;
+            case 3:
+                interleave<3>(plan.bytes.data(), phase_length, n, dst);
+                break;
+            case 4:
+                interleave<4>(plan.bytes.data(), phase_length, n, dst);
+                break;
+            default:
+                break;
+        }
     } else {
         const int32_t length = plan.stream_length;
         splitChannels<C>(src, width, step, plan.streams.data(), length);
@@ -400,7 +431,8 @@ void ScaleX<T>::_planSweeps(RowPlan& plan, const ScaleData<T>& data, const Plane
     plan.stream_length = (width + step - 1) / step;
     plan.streams.assign(size_t(plane.channels) * size_t(step) * size_t(plan.stream_length), 0);
     plan.sums.assign(size_t(n), 0);
-    plan.bytes.assign(size_t(n), 0);
+    plan.phase_length = (n + period - 1) / period;
+    plan.bytes.assign(size_t(period) * size_t(plan.phase_length), 0);
 }
 
 // Padded rows for the 8-bit kernels, rebuilt with the tables or when the

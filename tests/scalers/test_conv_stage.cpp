@@ -126,7 +126,9 @@ TEST(ConvTables, WideTableCostsTheRowsWritten) {
     d.reuse(&box, 8192, 1);
     const long grown = residentPages() - before;
     EXPECT_GT(d._builder._data.size(), 128u << 20);
-    if (before > 0) EXPECT_LT(grown * sysconf(_SC_PAGESIZE), 16l << 20);
+    if (before > 0) {
+        EXPECT_LT(grown * sysconf(_SC_PAGESIZE), 16l << 20);
+    }
 }
 
 // Every kernel, precision, served format and size (odd, one pixel, one axis unchanged, refused
@@ -169,7 +171,9 @@ TEST(ScalerConvolutional, MatchesTheReference) {
                            {&box, P8, ZQ_FRAME_GRAY8, {64, 3}, {2, 3}},
                            {&box, P8, ZQ_FRAME_GRAY8, {3, 64}, {3, 2}},
                            {&box, P16, ZQ_FRAME_GRAY8, {8192, 2}, {1, 2}},
-                           {&gauss, P16, ZQ_FRAME_GRAY8, {8192, 4}, {64, 4}}};  // 385 taps
+                           {&gauss, P16, ZQ_FRAME_GRAY8, {8192, 4}, {64, 4}},  // 385 taps
+                           {&lanczos, P16, ZQ_FRAME_I420, {1920, 6}, {1280, 4}},
+                           {&lanczos, P8, ZQ_FRAME_NV12, {1920, 4}, {1440, 2}}};
     cases.insert(cases.end(), std::begin(limits), std::end(limits));
     int checked = 0, refused = 0;
     for (const Case& c : cases) {

@@ -134,7 +134,9 @@ public:
     Buffer& operator=(const Buffer&) = delete;
 
     /// Makes the buffer hold `bytes` bytes; keeps its storage when it is large
-    /// enough. The contents are not preserved. `flag` is reserved (pass false).
+    /// enough. The contents are not preserved; new storage, guards included,
+    /// starts as zeros, and pages of it that are never written take no memory
+    /// on systems that map fresh pages lazily. `flag` is reserved (pass false).
     /// Throws ZQ_STATUS_OUT_OF_MEMORY when the allocation fails.
     void resize(unsigned bytes, bool flag = false);
     /// Releases the storage; data() becomes null.

@@ -126,33 +126,47 @@ void sweepChannel(const ScaleData<T>& data, RowPlan& plan, const unsigned char* 
         }
         unsigned char* out = dst + int64_t(sweep.phase + sweep.m0 * plan.period) * C;
         // Results side by side first, where the division and clamp
-        // vectorise, then spread over the run's positions. One channel at a
-        // period of 2 to 4 leaves them in one block per phase, interleaved
-        // in one pass afterwards.
-        const bool packed_in_place = C == 1 && plan.period == 1;
-        const bool by_phase = C == 1 && plan.period > 1 && plan.period <= 4;
-        unsigned char* packed = packed_in_place ? out
+        // vectorise. One channel keeps them in one block per phase,
+        // interleaved into the row in one pass afterwards; interleaved
+        // channels spread them over the run's positions.
+        const bool by_phase = C == 1 && plan.period > 1;
+        unsigned char* packed = C == 1 && plan.period == 1 ? out
                                 : by_phase
                                     ? bytes + int64_t(sweep.phase) * plan.phase_length + sweep.m0
                                     : bytes;
         for (int32_t m = 0; m < count; ++m)
             packed[m] = uint8_t(std::clamp(int32_t(acc[m]) / unit, int32_t(0), int32_t(255)));
-        if (!packed_in_place && !by_phase) {
+        if (C > 1) {
             const int64_t spread = int64_t(plan.period) * C;
             for (int32_t m = 0; m < count; ++m) out[m * spread] = packed[m];
         }
     }
 }
 
-// Interleaves `P` blocks of `length` bytes into a row of `n`: byte i is byte
-// i / P of block i % P. Positions no sweep wrote take stale bytes here and
-// are written again by the table's own loop.
+// Interleaves `period` blocks of `length` bytes into a row of `n`: byte i is
+// byte i / period of block i % period. Positions no sweep wrote take stale
+// bytes here and are written again by the table's own loop. Periods of 2 to 4
+// have loops of their own, which the compiler vectorises.
 template <int P>
-void interleave(const unsigned char* blocks, int32_t length, int32_t n, unsigned char* dst) {
+void interleaveBy(const unsigned char* blocks, int32_t length, int32_t n, unsigned char* dst) {
     const int32_t whole = n / P;
     for (int32_t m = 0; m < whole; ++m)
         for (int r = 0; r < P; ++r) dst[m * P + r] = blocks[r * length + m];
     for (int32_t i = whole * P; i < n; ++i) dst[i] = blocks[(i % P) * length + i / P];
+}
+
+void interleave(const unsigned char* blocks, int32_t length, int32_t period, int32_t n,
+                unsigned char* dst) {
+    switch (period) {
+        case 2:
+            return interleaveBy<2>(blocks, length, n, dst);
+        case 3:
+            return interleaveBy<3>(blocks, length, n, dst);
+        case 4:
+            return interleaveBy<4>(blocks, length, n, dst);
+        default:
+            for (int32_t i = 0; i < n; ++i) dst[i] = blocks[(i % period) * length + i / period];
+    }
 }
 
 // Phase sweeps over a row of C channels: each channel is a row of one
@@ -185,20 +199,8 @@ void sweepRowX8(const ScaleData<T>& data, RowPlan& plan, const unsigned char* sr
             streams = out;
         }
         sweepChannel<T, 1>(data, plan, streams, length, dst);
-        const int32_t n = data._dst_size, phase_length = plan.phase_length;
-        switch (plan.period) {
-            case 2:
-                interleave<2>(plan.bytes.data(), phase_length, n, dst);
-                break;
-            case 3:
-                interleave<3>(plan.bytes.data(), phase_length, n, dst);
-                break;
-            case 4:
-                interleave<4>(plan.bytes.data(), phase_length, n, dst);
-                break;
-            default:
-                break;
-        }
+        if (plan.period > 1)
+            interleave(plan.bytes.data(), plan.phase_length, plan.period, data._dst_size, dst);
     } else {
         const int32_t length = plan.stream_length;
         splitChannels<C>(src, width, step, plan.streams.data(), length);
@@ -448,10 +450,7 @@ void ScaleX<T>::_planRows(const FrameLayout& src_layout) {
         plan.width = width;
         _planSweeps(plan, data, src_layout.planes[p]);
         const int32_t grain = grainOf(src_layout.planes[p].channels);
-        int32_t longest = 0;
-        for (const KernelPosition& position : data._positions)
-            longest = std::max(longest, data.rowTaps(position.kernel_index));
-        const int32_t taps = (longest + grain - 1) / grain * grain;
+        const int32_t taps = (data.longestTaps() + grain - 1) / grain * grain;
         plan.taps = src_layout.planes[p].bits_per_channel == 8 && taps <= 256 ? taps : 0;
         if (plan.taps == 0) continue;
         // A row narrower than the padded taps keeps the table's own loop.

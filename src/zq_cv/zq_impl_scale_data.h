@@ -2,6 +2,7 @@
 // kernel.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -53,6 +54,12 @@ public:
     /// most `_aperture`). The taps after it have weight 0 and add nothing to a
     /// sum, so running a row this far gives the bytes of running `_aperture`.
     int rowTaps(int kernel_index) const { return _row_taps[size_t(kernel_index)]; }
+    /// The largest rowTaps() of the table (rows no position uses count 0).
+    int longestTaps() const {
+        int longest = 0;
+        for (int32_t taps : _row_taps) longest = std::max(longest, int(taps));
+        return longest;
+    }
     /// One past the last source element that position `i` reads: its first
     /// element plus its row's taps.
     int64_t readEnd(int i) const {

@@ -77,17 +77,15 @@ TEST(Frame, RefusalsCarryTheirStatusAndText) {
         {wrap(FrameFormat(22), planes, strides), ZQ_STATUS_INVALID_PARAMETER,
          wrapped + "format 22 at size 6x4 is not valid."},
         {[&] { getRegion(gray, Rect(4, 0, 2, 2)); }, ZQ_STATUS_OUT_OF_RANGE,
-         "Failure in getRegion(...) : region does not overlap the frame."}};
+         "Failure in getRegion(...) : region does not overlap the frame."},
+        {[&] { getRegion(none, Rect(0, 0, 2, 2)); }, ZQ_STATUS_UNINITIALIZED_INPUT,
+         "Failure in getRegion(...) : frame is not initialized."}};
     for (const auto& [call, status, text] : cases) EXPECT_TRUE(throwsExactly(call, status, text));
     // Thrown inside the shared library, caught here by type with its place.
     try {
         getRegion(none, Rect(0, 0, 2, 2));
-        ADD_FAILURE() << "nothing thrown";
     } catch (Exception& e) {
-        EXPECT_EQ(e.status(), ZQ_STATUS_UNINITIALIZED_INPUT);
-        EXPECT_STREQ(e.what(), "Failure in getRegion(...) : frame is not initialized.");
-        EXPECT_STREQ(e.file(), "src/core/frame");
-        EXPECT_STREQ(e.function(), "getRegion");
+        EXPECT_EQ(std::string(e.file()) + " " + e.function(), "src/core/frame getRegion");
     }
     // A text longer than the exception holds is cut, not overrun.
     const std::string text(3 * Exception::kMessageCapacity, 'x');

@@ -94,9 +94,8 @@ inline bool scale(const Frame& src, Frame& dst, Kind kind, bool frame_source) {
                                : std::max<int64_t>((step - 65536) / 2 + i * step, 0);
     };
     auto lerp = [](uint64_t a, uint64_t b, int64_t f) { return ((65536 - f) * a + f * b) >> 16; };
-    const int ws =
-        std::min(dl.plane_count > 1 && dl.planes[0].height != dl.planes[1].height ? 4 : 2,
-                 frame_source ? sh : 4);
+    const bool half = dl.plane_count > 1 && dl.planes[0].height != dl.planes[1].height;
+    const int ws = std::min(half ? 4 : 2, frame_source ? sh : 4);
     for (int p = 0; p < dl.plane_count; ++p)
         for (int j = 0; j < dl.planes[p].height; ++j) {
             const int r = j << rowMask(dl, p);  // the output luma row that writes plane row j
@@ -146,25 +145,34 @@ inline std::vector<Entry> areaTable(int src, int dst, int precision) {
     return t;
 }
 
+// One output sample: e0's weight on its first sample; reducing, the whole weight `w` on the
+// samples up to e1's and the rest of e1's weight on that one, within `slots` samples; enlarging,
+// the rest of `w` on the next sample. term(n, weight) weighs the sample n past e0's.
+template <class Term>
+uint64_t areaSum(Entry e0, Entry e1, int64_t w, bool reduce, int64_t slots, Term term) {
+    const int64_t span = e1.index - e0.index;
+    uint64_t acc = term(0, e0.weight);
+    for (int64_t n = 1; reduce && n < std::min(span, slots); ++n) acc += term(n, w);
+    if (reduce && w != e1.weight && span < slots) acc += term(span, w - e1.weight);
+    if (!reduce && w != e0.weight) acc += term(1, w - e0.weight);
+    return acc;
+}
+
 // Width change; every plane uses the luma width.
 inline void areaX(const Frame& src, Frame& out, int bits) {
     const int sw = src.width(), e = bytesOf(src.format());
     if (sw == out.width()) return src.copyTo(out);
     const std::vector<Entry> t = areaTable(sw, out.width(), bits);
-    const int64_t w = t.back().weight;
     const std::string chans = planes(src.format());
     for (int p = 0; p < int(chans.size()); ++p)
-        for (int r = 0, c = chans[p] - '0'; r < src.layout().planes[p].height; ++r)
-            for (int i = 0; i < out.layout().planes[p].width * c; ++i) {
-                auto px = [&](int64_t x) { return get(at(src, p, r), x * c + i % c, e); };
-                const Entry e0 = t[i / c], e1 = t[i / c + 1];
-                uint64_t acc = e0.weight * px(e0.index);
-                if (out.layout().planes[p].width < sw) {
-                    for (int64_t j = e0.index + 1; j < e1.index; ++j) acc += w * px(j);
-                    if (w != e1.weight) acc += (w - e1.weight) * px(e1.index);
-                } else if (w != e0.weight) {
-                    acc += (w - e0.weight) * px(e0.index + 1);
-                }
+        for (int r = 0, c = chans[p] - '0', ow = out.layout().planes[p].width;
+             r < src.layout().planes[p].height; ++r)
+            for (int i = 0; i < ow * c; ++i) {
+                auto term = [&](int64_t n, int64_t v) {
+                    return uint64_t(v) * get(at(src, p, r), (t[i / c].index + n) * c + i % c, e);
+                };
+                const uint64_t acc =
+                    areaSum(t[i / c], t[i / c + 1], t.back().weight, ow < sw, INT64_MAX, term);
                 put(at(out, p, r), i, e, acc >> (bits - 1));
             }
 }
@@ -184,33 +192,25 @@ inline void areaY(const Frame& src, Frame& out, int bits) {
     const int slots = dh > sh ? 2 : int(t[1].index) + (w != t[1].weight ? 2 : 0);
     const int ws = std::min(half ? 2 * slots : slots, sh);
     const std::string chans = planes(f);
+    const bool bytewise = f == ZQ_FRAME_8U_C2 || f == ZQ_FRAME_UYVY || f == ZQ_FRAME_8U_C4;
     for (int k = 0; k < dh; ++k) {
         // The window's first row; it never moves back, as the targets rise with k.
         const int64_t first = std::min<int64_t>(half ? 2 * t[k / 2].index : t[k].index, sh - ws);
         for (int p = 0; p < int(chans.size()); ++p) {
             const bool sub = src.layout().planes[p].height != sh, osub = ol.planes[p].height != dh;
             if (osub && k % 2) continue;
-            const int c = f == ZQ_FRAME_8U_C2 || f == ZQ_FRAME_UYVY || f == ZQ_FRAME_8U_C4
-                              ? 1
-                              : chans[p] - '0';
+            const int c = bytewise ? 1 : chans[p] - '0';
             const int step = p && (f == ZQ_FRAME_I420 || f == ZQ_FRAME_YV12) ? 2 : 1;
-            const Entry e0 = t[k / step], e1 = t[k / step + 1];
+            const Entry e0 = t[k / step];
             std::vector<const uint8_t*> rows;
             for (int64_t i = 0, n = step * e0.index - first; i < slots; ++i, n += step)
                 rows.push_back(n < ws ? at(src, p, int(sub ? (first + n) / 2 : first + n))
                                       : nullptr);
-            const int64_t span = e1.index - e0.index;
             for (int j = 0; j < ol.planes[p].width * c; ++j) {
-                auto add = [&](int64_t s, int64_t v) {
-                    return rows[s] ? uint64_t(product(e, v, get(rows[s], j, e))) : 0;
+                auto term = [&](int64_t n, int64_t v) {
+                    return rows[n] ? uint64_t(product(e, v, get(rows[n], j, e))) : 0;
                 };
-                uint64_t acc = add(0, e0.weight);
-                if (dh < sh) {
-                    for (int64_t i = 1; i < std::min<int64_t>(span, slots); ++i) acc += add(i, w);
-                    if (w != e1.weight && span < slots) acc += add(span, w - e1.weight);
-                } else if (w != e0.weight) {
-                    acc += add(1, w - e0.weight);
-                }
+                const uint64_t acc = areaSum(e0, t[k / step + 1], w, dh < sh, slots, term);
                 put(at(out, p, osub ? k / 2 : k), j, e, acc >> (bits - 1));
             }
         }
@@ -319,19 +319,18 @@ inline int wrapTo(int bits, int64_t v) {  // two's complement narrowing to `bits
 // Area under the kernel from `from` to `to`: trapezoids on the points from + n/16 (each point
 // the previous plus 1/16) below `to`, and one last trapezoid from the last such point to `to`.
 inline float integral(IKernel& k, float centre, float from, float to) {
-    std::vector<float> xs{from};
-    for (float x = from + 0.0625f; x < to; x = x + 0.0625f) xs.push_back(x);
     auto f = [&](float x) { return k.weight(x - centre); };
-    float pairs = 0.0f;
-    for (size_t j = 0; j + 1 < xs.size(); ++j) pairs += f(xs[j + 1]) + f(xs[j]);
-    return pairs * 0.03125f + (f(xs.back()) + f(to)) * (to - xs.back()) * 0.5f;
+    float pairs = 0.0f, x = from;
+    for (float next = from + 0.0625f; next < to; x = next, next = next + 0.0625f)
+        pairs += f(next) + f(x);
+    return pairs * 0.03125f + (f(x) + f(to)) * (to - x) * 0.5f;
 }
 
 // The table of one axis; `bits` is 8 or 16 (6 or 14 fraction bits). Inner rows (wholly inside
 // the source) are shared by phase, within 0.001, the first found; past 16 phases a phase is
 // floored to 1/16. Border rows fold the taps outside the source back in by mirroring.
 inline Table table(IKernel& k, int src, int dst, int bits) {
-    const int unit = bits == 8 ? 64 : 16384;
+    const int unit = 1 << (bits - 2);
     const float scale = float(src) / float(dst);
     k.setScale(scale);
     const float width = k.width();
@@ -369,10 +368,8 @@ inline Table table(IKernel& k, int src, int dst, int bits) {
         const int h = aperture / 2, c = h - 1 + aperture % 2;
         std::vector<int> order{c};
         if (aperture % 2 && h > 0) order.push_back(h);
-        for (int j = 1; j <= h; ++j) {
-            order.push_back(c + j);
-            if (j < h) order.push_back(c - j);
-        }
+        for (int j = 1; j <= h; ++j) order.insert(order.end(), {c + j, c - j});
+        if (h > 0) order.pop_back();  // the last step is to the right only
         const int delta = isum < unit ? 1 : -1;
         for (size_t s = 0; s < order.size() && isum != unit; ++s, isum += delta)
             w[order[s]] = wrapTo(bits, w[order[s]] + delta);
@@ -382,10 +379,9 @@ inline Table table(IKernel& k, int src, int dst, int bits) {
             const int start = std::max(first + aperture > src ? src - aperture : first, 0);
             std::fill(border.begin(), border.begin() + aperture, 0);
             for (int j = 0; j < aperture; ++j) {
-                int q = first + j < 0 ? -(first + j) - 1 : first + j;
-                q %= 2 * src;
-                if (q >= src) q = 2 * src - 1 - q;
-                border[q - start] = wrapTo(bits, border[q - start] + w[j]);
+                const int m = (first + j < 0 ? -(first + j) - 1 : first + j) % (2 * src);
+                const int q = (m < src ? m : 2 * src - 1 - m) - start;
+                border[q] = wrapTo(bits, border[q] + w[j]);
             }
             w = border;
             first = start;
@@ -397,18 +393,18 @@ inline Table table(IKernel& k, int src, int dst, int bits) {
     return t;
 }
 
-// One past the last source element that a non-zero weight of the table applies to.
-inline int reach(const Table& t) {
-    int end = 0;
-    for (size_t i = 0; i < t.first.size(); ++i)
-        for (int j = 0; j < t.taps; ++j)
-            if (t.rows[i][j] != 0) end = std::max(end, t.first[i] + j + 1);
-    return end;
+// sum of weight * sample(j) over the taps of row i of `t`, wrapped at 32 bits, divided by the
+// unit toward zero, clamped to a byte; a sample under a weight of 0 adds nothing and is not read.
+template <class Sample>
+uint8_t convolve(const Table& t, int i, int bits, Sample sample) {
+    int64_t acc = 0;
+    for (int j = 0; j < t.taps; ++j)
+        if (t.rows[i][j]) acc += t.rows[i][j] * int64_t(sample(j));
+    return uint8_t(std::clamp(int32_t(uint32_t(uint64_t(acc))) / (1 << (bits - 2)), 0, 255));
 }
 
 // Horizontal pass over a whole frame. A source row is read through `row(p, y)`, which must give
-// the same bytes the library reads, also past the row's end; a sample under a weight of 0 adds
-// nothing and is not read. Sums wrap at 32 bits; results are clamped to a byte.
+// the same bytes the library reads, also past the row's end.
 template <class RowOf>
 void passX(IKernel& k, const FrameLayout& sl, RowOf row, Frame& out, int bits) {
     for (int p = 0; p < sl.plane_count; ++p) {
@@ -416,13 +412,9 @@ void passX(IKernel& k, const FrameLayout& sl, RowOf row, Frame& out, int bits) {
         const int c = planes(sl.format)[p] - '0';
         for (int y = 0; y < sl.planes[p].height; ++y) {
             const uint8_t* src = row(p, y);
-            for (int i = 0; i < out.layout().planes[p].width * c; ++i) {
-                int64_t acc = 0;
-                for (int j = 0, w; j < t.taps; ++j)
-                    if ((w = t.rows[i / c][j])) acc += w * src[(t.first[i / c] + j) * c + i % c];
-                acc = int32_t(uint32_t(uint64_t(acc))) / (bits == 8 ? 64 : 16384);
-                *at(out, p, y, i) = uint8_t(std::clamp<int64_t>(acc, 0, 255));
-            }
+            for (int i = 0; i < out.layout().planes[p].width * c; ++i)
+                *at(out, p, y, i) = convolve(
+                    t, i / c, bits, [&](int j) { return src[(t.first[i / c] + j) * c + i % c]; });
         }
     }
 }
@@ -447,14 +439,10 @@ inline void passY(IKernel& k, const Frame& in, Frame& out, int bits) {
         for (int p = 0; p < il.plane_count; ++p) {
             const int omask = rowMask(ol, p), imask = rowMask(il, p), prow = omask ? r / 2 : r;
             if (r & omask) continue;
-            for (int x = 0; x < il.planes[p].row_bytes; ++x) {
-                int64_t acc = 0;
-                for (int j = 0; j < tables[p].taps; ++j)
-                    acc += int64_t(*at(in, p, imask ? (top + j) / 2 : top + j, x)) *
-                           tables[p].rows[prow][j];
-                acc = int32_t(uint32_t(uint64_t(acc))) / (bits == 8 ? 64 : 16384);
-                *at(out, p, prow, x) = uint8_t(std::clamp<int64_t>(acc, 0, 255));
-            }
+            for (int x = 0; x < il.planes[p].row_bytes; ++x)
+                *at(out, p, prow, x) = convolve(tables[p], prow, bits, [&](int j) {
+                    return *at(in, p, imask ? (top + j) / 2 : top + j, x);
+                });
         }
     }
 }

@@ -8,14 +8,62 @@ using zqtest::throwsExactly;
 
 const std::string kRange = "Parameter 'window_size' is out of range.";
 
+// Holds a stage of `kind` from `from` aiming at `to` to its model. Fed by a frame (through
+// `kept` unless scaleAreaXY), by a frame at odd addresses with odd strides, and (with `every`)
+// by a producer whose rows must be pulled once each, in order; into a destination with sentinels
+// all around; then past the last row, where next() stays false and produce() repeats that row.
+void checkStage(Kind kind, ScalerPrecision prec, FrameFormat f, Size from, Size to, Stages& kept,
+                bool every) {
+    const Size dst = shape(kind, from, to);
+    // Out of the contract: scaleAreaXY enlarging, or on 4:2:0 unless both vertical steps are
+    // whole and equal and 3 boxes fit the height.
+    if (kind == AreaXY &&
+        (dst.width > from.width || dst.height > from.height ||
+         (is420(f) && (dst.height % 2 || dst.height < 4 || from.height % dst.height))))
+        return;
+    SCOPED_TRACE(::testing::Message()
+                 << kNames[kind] << prec << toString(f) << " " << from.width << "x" << from.height
+                 << "->" << dst.width << "x" << dst.height);
+    const uint32_t seed = 7u + f + 3u * from.width;
+    const Frame whole = make(f, from, seed);
+    // Odd addresses and strides, with room for YUYV, read past its rows.
+    const zqtest::AppFrame odd(f, from, 4 * from.width + 3, 17, 16, seed);
+    // A producer's window is not clamped to its height, and one that skips rows misses the
+    // chroma of some.
+    const bool fed = every && kind != AreaXY && !((kind == Y || kind == XY) && from.height < 4) &&
+                     !(kind <= XY && kind != X && is420(f) && dst.height < from.height);
+    for (int mode = every ? 0 : 1; mode < 2 + fed; ++mode) {
+        const Frame& src = mode == 1 ? odd.frame : whole;
+        Room want(f, dst), got(f, dst);
+        const bool ok = expect(src, want.frame, kind, prec, mode < 2);
+        zqtest::FrameProducer producer(src);
+        Stages fresh;  // a window keeps counting the rows of its last source
+        IRowProducer& stage = mode == 2
+                                  ? fresh.reuse(kind, producer, dst, prec)
+                                  : (kind == AreaXY ? fresh : kept).reuse(kind, src, dst, prec);
+        // Past the end a one-plane stage writes its last row again.
+        RowData last{{at(got.frame, 0, dst.height - 1)}};
+        if (ok) produceFrame(stage, got.frame);
+        if (ok && got.frame.layout().plane_count == 1) stage.produce(last);
+        // Refused row by row, each row computed or untouched.
+        for (int r = 0; !ok && r < dst.height; ++r) {
+            RowData row{{at(got.frame, 0, r)}};
+            EXPECT_TRUE(throwsExactly([&] { stage.produce(row); }, ZQ_STATUS_UNSUPPORTED_FORMAT,
+                                      unsupported(kind)));
+            EXPECT_EQ(stage.next(), r + 1 < dst.height);
+        }
+        EXPECT_FALSE(stage.next());
+        EXPECT_TRUE(got.same(want.frame, &want)) << "mode " << mode;
+        const std::vector<int>& pulled = producer.produced;
+        EXPECT_TRUE(std::ranges::adjacent_find(pulled, std::greater_equal()) == pulled.end());
+    }
+}
+
 // Every format over odd sizes, 1-pixel sources and destinations, both directions on each axis,
 // an unchanged axis, reductions that skip rows or reach 300 times (8-bit area weights of 0);
 // then, on a few formats, every width from 1 to 70 and height from 1 to 40 at several ratios and
-// rows of 1920 pixels, so that every tail of the row kernels comes up. Fed by a frame (through
-// one object of each kind, whose tables are kept while only the format changes), by a frame at
-// odd addresses with odd strides, and by a producer whose rows must be pulled once each, in
-// order; into a destination with sentinels all around; then past the last row, where next()
-// stays false and produce() repeats that row.
+// rows of 1920 pixels, so that every tail of the row kernels comes up. One object of each kind
+// keeps its tables while only the format changes.
 TEST(Scalers, MatchTheReference) {
     std::vector<std::pair<Size, Size>> sizes = {
         {{7, 5}, {3, 7}},   {{5, 9}, {12, 4}},  {{1, 1}, {4, 3}},   {{6, 6}, {1, 1}},
@@ -39,58 +87,9 @@ TEST(Scalers, MatchTheReference) {
             if (kind < AreaX && prec == P8) continue;
             Stages kept;
             for (size_t i = 0; i < sizes.size(); ++i)
-                for (FrameFormat f : i < every_format ? zqtest::allFormats() : few) {
-                    const auto [from, to] = sizes[i];
-                    const Size dst = shape(kind, from, to);
-                    // Out of the contract: scaleAreaXY enlarging, or on 4:2:0 unless both
-                    // vertical steps are whole and equal and 3 boxes fit the height.
-                    if (kind == AreaXY && (dst.width > from.width || dst.height > from.height ||
-                                           (is420(f) && (dst.height % 2 || dst.height < 4 ||
-                                                         from.height % dst.height))))
-                        continue;
-                    SCOPED_TRACE(::testing::Message()
-                                 << kNames[kind] << prec << toString(f) << " " << from.width << "x"
-                                 << from.height << "->" << dst.width << "x" << dst.height);
-                    const uint32_t seed = 7u + f + 3u * from.width;
-                    const Frame whole = make(f, from, seed);
-                    // Odd addresses and strides, with room for YUYV, read past its rows.
-                    const zqtest::AppFrame odd(f, from, 4 * from.width + 3, 17, 16, seed);
-                    for (int mode = i < every_format ? 0 : 1; mode < 3; ++mode) {
-                        // A producer's window is not clamped to its height, and one that skips
-                        // rows misses the chroma of some.
-                        if (mode == 2 &&
-                            (i >= every_format || kind == AreaXY ||
-                             ((kind == Y || kind == XY) && from.height < 4) ||
-                             (kind <= XY && kind != X && is420(f) && dst.height < from.height)))
-                            break;
-                        const Frame& src = mode == 1 ? odd.frame : whole;
-                        Room want(f, dst), got(f, dst);
-                        const bool ok = expect(src, want.frame, kind, prec, mode < 2);
-                        zqtest::FrameProducer producer(src);
-                        Stages fresh;  // a window keeps counting the rows of its last source
-                        IRowProducer& stage =
-                            mode == 2 ? fresh.reuse(kind, producer, dst, prec)
-                                      : (kind == AreaXY ? fresh : kept).reuse(kind, src, dst, prec);
-                        if (ok) produceFrame(stage, got.frame);
-                        // Refused row by row, each row computed or untouched.
-                        for (int r = 0; !ok && r < dst.height; ++r) {
-                            RowData row{{at(got.frame, 0, r)}};
-                            EXPECT_TRUE(throwsExactly([&] { stage.produce(row); },
-                                                      ZQ_STATUS_UNSUPPORTED_FORMAT,
-                                                      unsupported(kind)));
-                            EXPECT_EQ(stage.next(), r + 1 < dst.height);
-                        }
-                        if (ok && got.frame.layout().plane_count == 1) {  // past the end
-                            RowData row{{at(got.frame, 0, dst.height - 1)}};
-                            stage.produce(row);
-                        }
-                        EXPECT_FALSE(stage.next());
-                        EXPECT_TRUE(got.same(want.frame, &want)) << "mode " << mode;
-                        const std::vector<int>& pulled = producer.produced;
-                        EXPECT_TRUE(std::adjacent_find(pulled.begin(), pulled.end(),
-                                                       std::greater_equal<int>()) == pulled.end());
-                    }
-                }
+                for (FrameFormat f : i < every_format ? zqtest::allFormats() : few)
+                    checkStage(kind, prec, f, sizes[i].first, sizes[i].second, kept,
+                               i < every_format);
         }
 }
 
@@ -112,17 +111,16 @@ TEST(Scalers, ReuseFailures) {
         SCOPED_TRACE(kNames[kind]);
         const int axis = kind == X || kind == AreaX ? 1 : kind == Y || kind == AreaY ? 2 : 0;
         const bool area = kind >= AreaX;
-        EXPECT_TRUE(fails(kind, none, {0, 0},
-                          kind == Y ? "!src_frame.size().empty()" : "src_frame.initialized()",
-                          bad));
+        const char* const src_text =
+            kind == Y ? "!src_frame.size().empty()" : "src_frame.initialized()";
+        EXPECT_TRUE(fails(kind, none, {0, 0}, src_text, bad));
         EXPECT_TRUE(fails(kind, gray, axis == 2 ? Size(2, 0) : Size(0, 2), dst_text[axis], bad));
         EXPECT_TRUE(!area || fails(kind, gray, {2, 2}, prec, bad));
         if (kind == AreaXY) continue;
         EXPECT_TRUE(fails(kind, RowCopier(), {0, 0}, "!src_producer.layout().size.empty()", bad));
-        EXPECT_TRUE(fails(kind, zqtest::FrameProducer(gray), axis == 1 ? Size(-1, 2) : Size(2, -1),
-                          dst_text[axis], bad));
-        EXPECT_TRUE(!area ||
-                    fails(kind, zqtest::FrameProducer(gray), {2, 2}, prec, ScalerPrecision(0)));
+        zqtest::FrameProducer fed(gray);
+        EXPECT_TRUE(fails(kind, fed, axis == 1 ? Size(-1, 2) : Size(2, -1), dst_text[axis], bad));
+        EXPECT_TRUE(!area || fails(kind, fed, {2, 2}, prec, ScalerPrecision(0)));
     }
     const Frame wide = make(ZQ_FRAME_GRAY8, {32768, 1}, 0),
                 tall = make(ZQ_FRAME_GRAY8, {1, 32768}, 0);
